@@ -1,0 +1,166 @@
+#include "sdk/json/json_node.h"
+
+#include <utility>
+
+namespace tarsion {
+namespace {
+
+// Destroys a list of subtrees without recursion: every child list is moved
+// onto a work stack before its owner dies, so no destructor ever sees a node
+// that still has children.
+void destroy_iteratively(std::vector<json_node>&& nodes) noexcept
+{
+    if (nodes.empty())
+        return;
+    std::vector<std::vector<json_node>> pending;
+    pending.push_back(std::move(nodes));
+    while (!pending.empty()) {
+        std::vector<json_node> batch = std::move(pending.back());
+        pending.pop_back();
+        for (json_node& node : batch) {
+            if (!node.children.empty())
+                pending.push_back(std::move(node.children));
+        }
+    }
+}
+
+} // namespace
+
+json_node::json_node(const json_node& other)
+    : key(other.key)
+    , value(other.value)
+    , quoted(other.quoted)
+    , is_array(other.is_array)
+    , is_object(other.is_object)
+{
+    copy_children_from(other);
+}
+
+json_node::json_node(json_node&& other) noexcept
+    : key(std::move(other.key))
+    , value(std::move(other.value))
+    , quoted(other.quoted)
+    , is_array(other.is_array)
+    , is_object(other.is_object)
+    , parent(other.parent)
+    , children(std::move(other.children))
+{
+    adopt_children();
+}
+
+json_node& json_node::operator=(const json_node& other)
+{
+    if (this != &other) {
+        json_node copy(other);
+        *this = std::move(copy);
+    }
+    return *this;
+}
+
+json_node& json_node::operator=(json_node&& other) noexcept
+{
+    if (this == &other)
+        return *this;
+    // `other` may live inside this node's own subtree: take everything out of
+    // it before the old children (and with them `other`) are destroyed.
+    std::string new_key = std::move(other.key);
+    std::string new_value = std::move(other.value);
+    const bool new_quoted = other.quoted;
+    const bool new_array = other.is_array;
+    const bool new_object = other.is_object;
+    std::vector<json_node> new_children = std::move(other.children);
+
+    destroy_children();
+    key = std::move(new_key);
+    value = std::move(new_value);
+    quoted = new_quoted;
+    is_array = new_array;
+    is_object = new_object;
+    children = std::move(new_children);
+    adopt_children();
+    return *this;
+}
+
+json_node::~json_node()
+{
+    destroy_children();
+}
+
+json_node& json_node::add_value(std::string_view child_key, std::string_view text, bool is_quoted)
+{
+    return append_child(child_key, text, is_quoted, false, false);
+}
+
+json_node& json_node::add_array(std::string_view child_key)
+{
+    return append_child(child_key, {}, true, true, false);
+}
+
+json_node& json_node::add_object(std::string_view child_key)
+{
+    return append_child(child_key, {}, true, false, true);
+}
+
+void json_node::set_value(std::string_view text, bool is_quoted)
+{
+    destroy_children();
+    quoted = is_quoted;
+    value.assign(text);
+    is_array = false;
+    is_object = false;
+}
+
+void json_node::remove_last_child() noexcept
+{
+    if (children.empty())
+        return;
+    destroy_iteratively(std::move(children.back().children));
+    children.pop_back();
+}
+
+json_node& json_node::append_child(std::string_view child_key, std::string_view text,
+                                   bool is_quoted, bool array, bool object)
+{
+    json_node& child = children.emplace_back();
+    child.key.assign(child_key);
+    child.value.assign(text);
+    child.quoted = is_quoted;
+    child.is_array = array;
+    child.is_object = object;
+    child.parent = this;
+    return child;
+}
+
+void json_node::destroy_children() noexcept
+{
+    destroy_iteratively(std::move(children));
+    children.clear();
+}
+
+void json_node::copy_children_from(const json_node& source)
+{
+    // Depth-first with an explicit stack. Each child list is reserved to its
+    // final size before it is filled, so the addresses pushed on the stack
+    // stay valid.
+    std::vector<std::pair<json_node*, const json_node*>> work;
+    work.emplace_back(this, &source);
+    while (!work.empty()) {
+        auto [target, from] = work.back();
+        work.pop_back();
+        target->children.reserve(from->children.size());
+        for (const json_node& child : from->children) {
+            json_node& copy = target->append_child(child.key, child.value, child.quoted,
+                                                   child.is_array, child.is_object);
+            if (!child.children.empty())
+                work.emplace_back(&copy, &child);
+        }
+    }
+}
+
+void json_node::adopt_children() noexcept
+{
+    for (json_node& child : children)
+        child.parent = this;
+}
+
+} // namespace tarsion

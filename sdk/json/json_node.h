@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tarsion {
+
+// One node of the SDK's JSON tree. There is no kind enumeration: a string is a
+// quoted scalar, a number or literal an unquoted one, and a node with children
+// is an array when its value is empty and `is_array` is set, otherwise an
+// object.
+//
+// `parent` points at the node whose `children` hold this one (null for a
+// root). It stays valid across every operation below, including copies and
+// moves of whole trees, so children must only be added through add_value,
+// add_array and add_object. Copying, destroying and writing are iterative:
+// depth is bounded by memory, not by the stack.
+struct json_node
+{
+    std::string key;
+    std::string value;
+    bool quoted = true;
+    bool is_array = false;
+    bool is_object = false;
+    json_node* parent = nullptr;
+    std::vector<json_node> children;
+
+    json_node() = default;
+    // A copy is a new root: its parent is null.
+    json_node(const json_node& other);
+    // A moved node keeps the source's parent, so that a vector of children can
+    // relocate its elements without breaking the tree.
+    json_node(json_node&& other) noexcept;
+    // Assignment replaces the content and keeps this node's place in its tree.
+    json_node& operator=(const json_node& other);
+    json_node& operator=(json_node&& other) noexcept;
+    ~json_node();
+
+    json_node& add_value(std::string_view child_key, std::string_view text, bool is_quoted);
+    json_node& add_array(std::string_view child_key);
+    json_node& add_object(std::string_view child_key);
+
+    // Makes this node a scalar and destroys its children; the key stays.
+    void set_value(std::string_view text, bool is_quoted);
+
+    std::size_t child_count() const noexcept { return children.size(); }
+
+    // Removes and destroys the last child, if any.
+    void remove_last_child() noexcept;
+
+private:
+    json_node& append_child(std::string_view child_key, std::string_view text, bool is_quoted,
+                            bool array, bool object);
+    void destroy_children() noexcept;
+    void copy_children_from(const json_node& source);
+    void adopt_children() noexcept;
+};
+
+} // namespace tarsion
