@@ -1,12 +1,22 @@
 # quorvel_add_layer(<name> SOURCES ... [DEPENDS ...])
-# One static library per layer folder, exported as quorvel::<name>. Sources are
-# included relative to the repository root ("sdk/json/json_node.h").
+# One library per layer folder, exported as quorvel::<name>: static when the
+# layer has sources to compile, an interface library when it is headers only.
+# Files are included relative to the repository root ("sdk/json/json_node.h").
 function(quorvel_add_layer name)
     cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
-    add_library(${name} STATIC ${ARG_SOURCES})
+    list(FILTER ARG_SOURCES INCLUDE REGEX "\\.(cpp|h)$")
+    set(compiled ${ARG_SOURCES})
+    list(FILTER compiled INCLUDE REGEX "\\.cpp$")
+    if(compiled)
+        add_library(${name} STATIC ${ARG_SOURCES})
+        target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR})
+        target_link_libraries(${name} PUBLIC ${ARG_DEPENDS})
+        target_compile_options(${name} PRIVATE -Wall -Wextra -Wpedantic)
+        set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
+    else()
+        add_library(${name} INTERFACE ${ARG_SOURCES})
+        target_include_directories(${name} INTERFACE ${PROJECT_SOURCE_DIR})
+        target_link_libraries(${name} INTERFACE ${ARG_DEPENDS})
+    endif()
     add_library(quorvel::${name} ALIAS ${name})
-    target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR})
-    target_link_libraries(${name} PUBLIC ${ARG_DEPENDS})
-    target_compile_options(${name} PRIVATE -Wall -Wextra -Wpedantic)
-    set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
 endfunction()
