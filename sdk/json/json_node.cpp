@@ -42,7 +42,6 @@ json_node::json_node(json_node&& other) noexcept
     , quoted(other.quoted)
     , is_array(other.is_array)
     , is_object(other.is_object)
-    , parent(other.parent)
     , children(std::move(other.children))
 {
     adopt_children();
@@ -121,13 +120,20 @@ void json_node::remove_last_child() noexcept
 json_node& json_node::append_child(std::string_view child_key, std::string_view text,
                                    bool is_quoted, bool array, bool object)
 {
-    json_node& child = children.emplace_back();
-    child.key.assign(child_key);
-    child.value.assign(text);
-    child.quoted = is_quoted;
-    child.is_array = array;
-    child.is_object = object;
-    child.parent = this;
+    // The key or text may view a sibling's strings, which growing the list
+    // moves and frees: copy them before the list can grow.
+    json_node fresh;
+    fresh.key.assign(child_key);
+    fresh.value.assign(text);
+    fresh.quoted = is_quoted;
+    fresh.is_array = array;
+    fresh.is_object = object;
+    const json_node* const before = children.data();
+    json_node& child = children.emplace_back(std::move(fresh));
+    if (children.data() != before)
+        adopt_children(); // the siblings were moved, and a moved node is a root
+    else
+        child.parent = this;
     return child;
 }
 

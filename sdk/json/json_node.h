@@ -30,8 +30,8 @@ struct json_node
     json_node() = default;
     // A copy is a new root: its parent is null.
     json_node(const json_node& other);
-    // A moved node keeps the source's parent, so that a vector of children can
-    // relocate its elements without breaking the tree.
+    // A moved-to node is a new root too (its parent is null); a child list
+    // that relocates its elements re-points them at their holder.
     json_node(json_node&& other) noexcept;
     // Assignment replaces the content and keeps this node's place in its tree.
     json_node& operator=(const json_node& other);
