@@ -1,0 +1,136 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "sdk/core/error.h"
+#include "sdk/core/logger.h"
+#include "sdk/core/tenant.h"
+#include "sdk/core/token_factory.h"
+
+namespace tarsion::testing {
+
+// Hands out one token and answers every renewal from a fixed answer, keeping
+// what it was asked. Calls may come from several threads.
+class fake_token_factory : public token_factory
+{
+public:
+    explicit fake_token_factory(std::string token, expected<std::string> renewal = std::string())
+        : token_(std::move(token))
+        , renewal_(std::move(renewal))
+    {
+    }
+
+    std::string get_token() override
+    {
+        std::lock_guard guard(lock_);
+        ++get_calls_;
+        return token_;
+    }
+
+    expected<std::string> refresh_token(const std::string& failed_token) override
+    {
+        std::lock_guard guard(lock_);
+        refreshed_from_.push_back(failed_token);
+        return renewal_;
+    }
+
+    int get_calls() const
+    {
+        std::lock_guard guard(lock_);
+        return get_calls_;
+    }
+
+    std::vector<std::string> refreshed_from() const
+    {
+        std::lock_guard guard(lock_);
+        return refreshed_from_;
+    }
+
+private:
+    mutable std::mutex lock_;
+    std::string token_;
+    expected<std::string> renewal_;
+    int get_calls_ = 0;
+    std::vector<std::string> refreshed_from_;
+};
+
+struct log_line
+{
+    std::uint32_t level = 0;
+    std::string tag;
+    std::string text;
+
+    friend bool operator==(const log_line&, const log_line&) = default;
+};
+
+inline std::ostream& operator<<(std::ostream& out, const log_line& line)
+{
+    return out << "{" << line.level << ", " << line.tag << ", " << line.text << "}";
+}
+
+class recording_logger : public logger
+{
+public:
+    void write(std::uint32_t level, const std::string& tag, const std::string& text) override
+    {
+        std::lock_guard guard(lock_);
+        lines_.push_back({level, tag, text});
+    }
+
+    std::vector<log_line> lines() const
+    {
+        std::lock_guard guard(lock_);
+        return lines_;
+    }
+
+private:
+    mutable std::mutex lock_;
+    std::vector<log_line> lines_;
+};
+
+// Stands in for the tenant's retry sleep: keeps the requested waits instead
+// of blocking, so that no test ever waits for real.
+class recorded_waits
+{
+public:
+    tenant::sleep_function function()
+    {
+        return [this](std::uint32_t seconds) {
+            std::lock_guard guard(lock_);
+            waits_.push_back(seconds);
+        };
+    }
+
+    std::vector<std::uint32_t> waits() const
+    {
+        std::lock_guard guard(lock_);
+        return waits_;
+    }
+
+private:
+    mutable std::mutex lock_;
+    std::vector<std::uint32_t> waits_;
+};
+
+// The retry policy that the assembly gives every tenant.
+inline tenant_base system_settings(std::shared_ptr<http::http_base> client,
+                                   std::string base_url = "http://127.0.0.1:1/",
+                                   std::string business_id = "b1")
+{
+    tenant_base settings;
+    settings.base_url = std::move(base_url);
+    settings.http_client = std::move(client);
+    settings.business_id = std::move(business_id);
+    settings.retry_delays = {1, 3, 5};
+    settings.retry_statuses = {403, 429, 500, 502, 503};
+    settings.retry_verbs = {"PUT", "GET", "TRACE", "HEAD", "OPTIONS", "DELETE"};
+    return settings;
+}
+
+} // namespace tarsion::testing
