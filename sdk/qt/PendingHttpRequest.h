@@ -1,0 +1,33 @@
+#pragma once
+
+#include <utility>
+
+#include <QByteArray>
+#include <QList>
+#include <QSemaphore>
+#include <QUrl>
+
+#include "sdk/core/http_base.h"
+#include "sdk/core/http_response.h"
+
+namespace QuorvelSdk {
+
+// One exchange handed from a sending thread to the network thread. It lives
+// on the sender's stack; the network thread fills `response` and `result` and
+// then releases `done` exactly once, after which it never touches it again.
+struct PendingHttpRequest
+{
+    QByteArray verb;
+    QUrl url;
+    QList<std::pair<QByteArray, QByteArray>> headers;
+    // Owned by the sender; read on the network thread while the sender waits.
+    tarsion::http::http_base::body* body = nullptr;
+    // -1 when unknown.
+    qint64 content_length = -1;
+    bool disable_redirects = false;
+    tarsion::http_response* response = nullptr;
+    qint32 result = 0;
+    QSemaphore done{0};
+};
+
+} // namespace QuorvelSdk

@@ -1,0 +1,36 @@
+#include "sdk/qt/QtHttpTransport.h"
+
+#include "sdk/qt/QtHttpNetworkService.h"
+
+namespace QuorvelSdk {
+
+QtHttpTransport::QtHttpTransport(QtHttpNetworkService* networkService, QObject* parent)
+    : QObject(parent)
+    , service(networkService)
+{
+}
+
+std::int32_t QtHttpTransport::send(const std::string& verb, const std::string& url,
+                                   const tarsion::http::header_list& headers, body* request_body,
+                                   bool disable_redirects, std::int64_t /*transport_option*/,
+                                   tarsion::http_response& response)
+{
+    response = tarsion::http_response();
+
+    PendingHttpRequest pending;
+    pending.verb = QByteArray::fromStdString(verb);
+    pending.url = QUrl(QString::fromStdString(url), QUrl::TolerantMode);
+    pending.headers.reserve(static_cast<qsizetype>(headers.size()));
+    for (const auto& [name, value] : headers)
+        pending.headers.append({QByteArray::fromStdString(name), QByteArray::fromStdString(value)});
+    pending.body = request_body;
+    pending.disable_redirects = disable_redirects;
+    pending.response = &response;
+    std::uint64_t length = 0;
+    if (request_body != nullptr && request_body->size(length))
+        pending.content_length = static_cast<qint64>(length);
+
+    return service->execute(pending);
+}
+
+} // namespace QuorvelSdk

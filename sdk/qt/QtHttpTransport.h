@@ -1,0 +1,28 @@
+#pragma once
+
+#include <QObject>
+
+#include "sdk/core/http_base.h"
+
+namespace QuorvelSdk {
+
+class QtHttpNetworkService;
+
+// The SDK's HTTP client over Qt's network stack: each send is handed to the
+// network service thread and blocks until it is over.
+class QtHttpTransport : public QObject, public tarsion::http::http_base
+{
+public:
+    // `service` is not owned and must outlive every send.
+    explicit QtHttpTransport(QtHttpNetworkService* service, QObject* parent = nullptr);
+
+    std::int32_t send(const std::string& verb, const std::string& url,
+                      const tarsion::http::header_list& headers, body* request_body,
+                      bool disable_redirects, std::int64_t transport_option,
+                      tarsion::http_response& response) override;
+
+private:
+    QtHttpNetworkService* service;
+};
+
+} // namespace QuorvelSdk
