@@ -1,0 +1,88 @@
+#include "chat/QuorvelBackendAdapter.h"
+
+#include <QThreadPool>
+#include <QtConcurrent/QtConcurrentRun>
+
+#include "sdk/core/tenant.h"
+
+namespace QuorvelChat {
+
+QuorvelBackendAdapter::QuorvelBackendAdapter(std::shared_ptr<tarsion::tenant> sdkTenant,
+                                             quint32 kind,
+                                             std::unique_ptr<IChatResolver> chatResolver,
+                                             qint32 maxThreadCount)
+    : tenant(std::move(sdkTenant))
+    , principalKind(kind)
+    , resolver(std::move(chatResolver))
+    , pool(std::make_unique<QThreadPool>())
+{
+    pool->setMaxThreadCount(maxThreadCount);
+    pool->setExpiryTimeout(-1);
+    pool->setObjectName(QStringLiteral("QuorvelChat-Adapter"));
+}
+
+QuorvelBackendAdapter::~QuorvelBackendAdapter()
+{
+    pool.reset();
+}
+
+QFuture<Result<Chat>> QuorvelBackendAdapter::resolveChat()
+{
+    IChatResolver* r = resolver.get();
+    return QtConcurrent::run(pool.get(), [r]() -> Result<Chat> {
+        if (r == nullptr)
+            return Error{ErrorKind::Validation,
+                         QStringLiteral("QuorvelBackendAdapter::resolveChat \u2014 no IChatResolver installed"),
+                         -1};
+        return r->resolve();
+    });
+}
+
+template <class T, class Argument>
+QFuture<Result<T>> QuorvelBackendAdapter::notBuilt(const char* operation, const Argument& argument)
+{
+    // The argument is copied into the task like any built operation would
+    // need it; the caller's object may go at once.
+    const QString name = QString::fromLatin1(operation);
+    return QtConcurrent::run(pool.get(), [name, argument]() -> Result<T> {
+        Q_UNUSED(argument);
+        return notImplemented(name);
+    });
+}
+
+QFuture<Result<MessagesPage>> QuorvelBackendAdapter::listMessages(const ListMessagesRequest& request)
+{
+    return notBuilt<MessagesPage>("listMessages", request);
+}
+
+QFuture<Result<Message>> QuorvelBackendAdapter::postMessage(const MessageDraftRequest& request)
+{
+    return notBuilt<Message>("postMessage", request);
+}
+
+QFuture<Result<Message>> QuorvelBackendAdapter::patchMessage(const Message& message)
+{
+    return notBuilt<Message>("patchMessage", message);
+}
+
+QFuture<Result<Unit>> QuorvelBackendAdapter::deleteMessage(const QUuid& messageId)
+{
+    return notBuilt<Unit>("deleteMessage", messageId);
+}
+
+QFuture<Result<Attachment>> QuorvelBackendAdapter::uploadAttachment(const AttachmentUploadRequest& request)
+{
+    return notBuilt<Attachment>("uploadAttachment", request);
+}
+
+QFuture<Result<Attachment>> QuorvelBackendAdapter::downloadAttachment(const AttachmentDownloadRequest& request)
+{
+    return notBuilt<Attachment>("downloadAttachment", request);
+}
+
+QFuture<Result<Draft>> QuorvelBackendAdapter::saveDraft(const DraftSaveRequest& request)
+{
+    return notBuilt<Draft>("saveDraft", request);
+}
+
+} // namespace QuorvelChat

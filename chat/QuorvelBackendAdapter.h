@@ -1,0 +1,51 @@
+#pragma once
+
+#include <memory>
+
+#include "chat/IChatBackend.h"
+#include "chat/IChatResolver.h"
+
+class QThreadPool;
+
+namespace tarsion {
+class tenant;
+}
+
+namespace QuorvelChat {
+
+// The chat back end over the entity service. Each operation copies its
+// argument into a task on the adapter's own pool ("QuorvelChat-Adapter",
+// threads never retired) and returns that task's future. Only resolveChat is
+// built; it goes through the installed resolver.
+class QuorvelBackendAdapter final : public IChatBackend
+{
+public:
+    QuorvelBackendAdapter(std::shared_ptr<tarsion::tenant> tenant, quint32 principalKind,
+                          std::unique_ptr<IChatResolver> resolver, qint32 maxThreadCount);
+    // Waits for every queued and running task before the resolver and the
+    // tenant they use go.
+    ~QuorvelBackendAdapter() override;
+
+    QFuture<Result<Chat>> resolveChat() override;
+    QFuture<Result<MessagesPage>> listMessages(const ListMessagesRequest& request) override;
+    QFuture<Result<Message>> postMessage(const MessageDraftRequest& request) override;
+    QFuture<Result<Message>> patchMessage(const Message& message) override;
+    QFuture<Result<Unit>> deleteMessage(const QUuid& messageId) override;
+    QFuture<Result<Attachment>> uploadAttachment(const AttachmentUploadRequest& request) override;
+    QFuture<Result<Attachment>> downloadAttachment(const AttachmentDownloadRequest& request) override;
+    QFuture<Result<Draft>> saveDraft(const DraftSaveRequest& request) override;
+
+    QThreadPool* threadPool() const { return pool.get(); }
+
+private:
+    template <class T, class Argument>
+    QFuture<Result<T>> notBuilt(const char* operation, const Argument& argument);
+
+    std::shared_ptr<tarsion::tenant> tenant;
+    quint32 principalKind;
+    std::unique_ptr<IChatResolver> resolver;
+    // Declared last so that it is destroyed, and drained, first.
+    std::unique_ptr<QThreadPool> pool;
+};
+
+} // namespace QuorvelChat

@@ -1,0 +1,47 @@
+#include "chat/SdkChain.h"
+
+#include "chat/DutyChannelChatResolver.h"
+#include "chat/QuorvelBackendAdapter.h"
+#include "sdk/core/c_random.h"
+#include "sdk/core/tenant.h"
+#include "sdk/qt/QtHttpTransport.h"
+#include "sdk/qt/QtTokenFactory.h"
+
+namespace QuorvelChat {
+namespace {
+
+// POST is deliberately absent (a query is not repeated unasked), and 403 is
+// deliberately present.
+void applyRetryPolicy(tarsion::tenant_base& settings)
+{
+    settings.retry_verbs = {"PUT", "GET", "TRACE", "HEAD", "OPTIONS", "DELETE"};
+    settings.retry_statuses = {403, 429, 500, 502, 503};
+    settings.retry_delays = {1, 3, 5};
+}
+
+} // namespace
+
+std::unique_ptr<SdkAdapter> buildSdkChain(const SdkChainSettings& settings)
+{
+    auto transport = std::make_shared<QuorvelSdk::QtHttpTransport>(settings.networkService);
+    auto random = std::make_shared<tarsion::random::c_random>();
+    auto tokens = std::make_unique<QuorvelSdk::QtTokenFactory>(settings.tokenProvider);
+
+    tarsion::tenant_base base;
+    base.base_url = settings.baseUrl.toStdString();
+    base.http_client = std::move(transport);
+    base.random = std::move(random);
+    base.business_id = settings.businessId.toStdString();
+    base.business_id_suffix = settings.businessIdSuffix.toStdString();
+    applyRetryPolicy(base);
+    auto tenant = std::make_shared<tarsion::tenant>(std::move(base), std::move(tokens));
+
+    auto resolver = std::make_unique<DutyChannelChatResolver>(
+        tenant, settings.principalKind, QStringLiteral("EN_US"), settings.dumpEntity);
+    auto backend = std::make_unique<QuorvelBackendAdapter>(
+        std::move(tenant), settings.principalKind, std::move(resolver),
+        qint32(settings.adapterThreads));
+    return std::make_unique<SdkAdapter>(std::move(backend));
+}
+
+} // namespace QuorvelChat

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <QString>
+
+#include "sdk/dto/EntityDto.h"
+
+namespace QuorvelChat {
+
+// The diagnostic text of a received entity: a fixed set of labelled lines,
+// each ended by a line feed, absent fields shown as "<unset>".
+QString dumpEntity(const tarsion::quorvel::dto::EntityDto& entity);
+
+} // namespace QuorvelChat
