@@ -13,24 +13,11 @@
 #include "sdk/core/string_body.h"
 #include "sdk/qt/QtHttpNetworkService.h"
 #include "sdk/qt/QtHttpTransport.h"
+#include "support/qt/LogCapture.h"
 #include "support/qt/OffThread.h"
 #include "support/qt/ScriptedHttpServer.h"
 
 namespace QuorvelTest {
-
-// Collects every Qt log message while alive.
-class LogCapture
-{
-public:
-    LogCapture();
-    ~LogCapture();
-    QStringList messages() const;
-    int count(const QString& fragment) const;
-
-private:
-    static void handler(QtMsgType, const QMessageLogContext&, const QString& message);
-    QtMessageHandler m_previous;
-};
 
 // Spins this thread's events until `done` holds or the watchdog fires.
 bool waitUntil(const std::function<bool()>& done);

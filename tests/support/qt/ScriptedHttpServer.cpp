@@ -48,6 +48,12 @@ void ScriptedHttpServer::push(Reply reply)
     m_script.enqueue(std::move(reply));
 }
 
+void ScriptedHttpServer::route(const QString& path, Reply reply)
+{
+    QMutexLocker locker(&m_lock);
+    m_routes.insert(path, std::move(reply));
+}
+
 QList<ScriptedHttpServer::Received> ScriptedHttpServer::received() const
 {
     QMutexLocker locker(&m_lock);
@@ -69,7 +75,9 @@ bool ScriptedHttpServer::handleRequest(const QHttpServerRequest& request, QTcpSo
     {
         QMutexLocker locker(&m_lock);
         m_received.append(got);
-        if (!m_script.isEmpty())
+        if (const auto routed = m_routes.constFind(request.url().path()); routed != m_routes.cend())
+            reply = *routed;
+        else if (!m_script.isEmpty())
             reply = m_script.dequeue();
     }
 

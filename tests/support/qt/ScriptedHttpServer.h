@@ -2,6 +2,7 @@
 
 #include <QAbstractHttpServer>
 #include <QByteArray>
+#include <QHash>
 #include <QList>
 #include <QMutex>
 #include <QPair>
@@ -45,6 +46,9 @@ public:
 
     // Answers in order; once the script is empty every request gets 200 "{}".
     void push(Reply reply);
+    // Answers every request for this path (no query) with `reply`, ahead of
+    // the script.
+    void route(const QString& path, Reply reply);
     QList<Received> received() const;
 
 protected:
@@ -54,6 +58,7 @@ protected:
 private:
     mutable QMutex m_lock;
     QQueue<Reply> m_script;
+    QHash<QString, Reply> m_routes;
     QList<Received> m_received;
     quint16 m_port = 0;
 };
