@@ -1,0 +1,257 @@
+#include "EntityQuery.h"
+
+#include "JsonAccess.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRegularExpression>
+
+#include <limits>
+
+namespace QuorvelEmulator {
+
+namespace {
+
+// Criteria the service knows but the emulator does not evaluate. Ignoring
+// them would answer a different question than the one asked, so a request
+// that uses one is refused with a message saying so.
+constexpr const char16_t* kUnsupported[] = {
+    u"entitiesByOriginalIds",
+    u"entitiesByReferencedTo",
+    u"entitiesByReferencedFrom",
+    u"entitiesByFullTextSearch",
+    u"entitiesByAttributeRanges",
+    u"entitiesByAttributeValueKeys",
+    u"entitiesByIsSealed",
+    u"entitiesByLocalizations",
+    u"entitiesByDirection",
+    u"entitiesByDeleted",
+    u"customerNumber",
+    u"entitiesBySchemaAppKeys",
+    u"orderByAttributeValues",
+    u"entitiesByOriginalSchemaApps",
+    u"orderByReferencedToKey",
+};
+
+template <typename T>
+bool take(const Read<T>& read, std::optional<T>& into, QString& error)
+{
+    if (!read) {
+        error = read.error();
+        return false;
+    }
+    into = *read;
+    return true;
+}
+
+template <typename T>
+bool takeOr(const Read<T>& read, T& into, QString& error)
+{
+    if (!read) {
+        error = read.error();
+        return false;
+    }
+    if (*read)
+        into = **read;
+    return true;
+}
+
+std::expected<AttributeFilter, QString> parseFilter(const QJsonValue& value, const QString& path)
+{
+    if (!value.isObject())
+        return std::unexpected(QStringLiteral("'%1' must be an object").arg(path));
+    const QJsonObject object = value.toObject();
+    QString error;
+    AttributeFilter filter;
+
+    std::optional<QString> key;
+    std::optional<QString> op;
+    std::optional<QString> text;
+    std::optional<QString> expression;
+    if (!take(readString(object, u"attributeKey", childPath(path, u"attributeKey")), key, error)
+        || !take(readString(object, u"operator", childPath(path, u"operator")), op, error)
+        || !take(readString(object, u"value", childPath(path, u"value")), text, error)
+        || !take(readString(object, u"valueExpression", childPath(path, u"valueExpression")),
+                 expression, error)
+        || !takeOr(readBool(object, u"ignoreCase", childPath(path, u"ignoreCase")),
+                   filter.ignoreCase, error)
+        || !take(readStringList(object, u"locales", childPath(path, u"locales")), filter.locales,
+                 error)) {
+        return std::unexpected(error);
+    }
+
+    if (!key || key->isEmpty())
+        return std::unexpected(QStringLiteral("'%1' is required").arg(childPath(path, u"attributeKey")));
+    if (!op)
+        return std::unexpected(QStringLiteral("'%1' is required").arg(childPath(path, u"operator")));
+    if (op->compare(QLatin1String("Equals"), Qt::CaseInsensitive) != 0) {
+        return std::unexpected(QStringLiteral("'%1': operator '%2' is not supported by the emulator "
+                                              "(supported: Equals)")
+                                   .arg(childPath(path, u"operator"), *op));
+    }
+    if (!text) {
+        if (expression) {
+            return std::unexpected(QStringLiteral("'%1' is not supported by the emulator; send 'value'")
+                                       .arg(childPath(path, u"valueExpression")));
+        }
+        return std::unexpected(QStringLiteral("'%1' is required").arg(childPath(path, u"value")));
+    }
+    filter.attributeKey = *key;
+    filter.value = *text;
+    return filter;
+}
+
+std::expected<EntitiesOptions, QString> parseOptions(const QJsonObject& object)
+{
+    const QString path = QStringLiteral("entitiesOptions");
+    EntitiesOptions options;
+    QString error;
+    bool sealed = false;
+    if (!take(readStringList(object, u"includeAttributeValuesByAttributeKeys",
+                             childPath(path, u"includeAttributeValuesByAttributeKeys")),
+              options.attributeKeys, error)
+        || !take(readStringList(object, u"includeLocales", childPath(path, u"includeLocales")),
+                 options.locales, error)
+        || !takeOr(readBool(object, u"includeReferences", childPath(path, u"includeReferences")),
+                   options.includeReferences, error)
+        || !takeOr(readBool(object, u"includeEntityState", childPath(path, u"includeEntityState")),
+                   options.includeEntityState, error)
+        || !takeOr(readBool(object, u"includeLocalization", childPath(path, u"includeLocalization")),
+                   options.includeLocalization, error)
+        // No entity in the data is sealed, so the flag changes nothing; it is
+        // still type-checked like the others.
+        || !takeOr(readBool(object, u"includeSealed", childPath(path, u"includeSealed")), sealed,
+                   error)) {
+        return std::unexpected(error);
+    }
+    return options;
+}
+
+std::optional<qint64> parseCount(const QString& text)
+{
+    static const QRegularExpression digits(QStringLiteral("^[0-9]{1,10}$"));
+    if (!digits.match(text).hasMatch())
+        return std::nullopt;
+    const qint64 value = text.toLongLong();
+    if (value > qint64(std::numeric_limits<quint32>::max()))
+        return std::nullopt;
+    return value;
+}
+
+} // namespace
+
+std::expected<EntityQuery, QString> parseEntityQuery(const QByteArray& body)
+{
+    if (body.trimmed().isEmpty())
+        return std::unexpected(QStringLiteral("The request body must be a JSON object; it is empty"));
+    QJsonParseError parseError{};
+    const QJsonDocument document = QJsonDocument::fromJson(body, &parseError);
+    if (parseError.error != QJsonParseError::NoError) {
+        return std::unexpected(QStringLiteral("The request body is not valid JSON: %1 at offset %2")
+                                   .arg(parseError.errorString())
+                                   .arg(parseError.offset));
+    }
+    if (!document.isObject())
+        return std::unexpected(QStringLiteral("The request body must be a JSON object"));
+    const QJsonObject object = document.object();
+
+    for (const char16_t* key : kUnsupported) {
+        const QStringView name(key);
+        if (member(object, name)) {
+            return std::unexpected(
+                QStringLiteral("'%1' is not supported by the emulator").arg(name.toString()));
+        }
+    }
+
+    EntityQuery query;
+    QString error;
+    std::optional<bool> inheritance;
+    std::optional<QString> ignoredText;
+    if (!take(readStringList(object, u"entitiesByEntityTypeKeys", QStringLiteral("entitiesByEntityTypeKeys")),
+              query.entityTypeKeys, error)
+        || !take(readStringList(object, u"entitiesByIds", QStringLiteral("entitiesByIds")), query.ids,
+                 error)
+        || !take(readStringList(object, u"entitiesByStateKeys", QStringLiteral("entitiesByStateKeys")),
+                 query.stateKeys, error)
+        || !take(readBool(object, u"entitiesByIsDraft", QStringLiteral("entitiesByIsDraft")),
+                 query.isDraft, error)
+        // The data has no type hierarchy, so with or without inheritance a
+        // type key selects the same entities.
+        || !take(readBool(object, u"entitiesByEntityTypesWithInheritance",
+                          QStringLiteral("entitiesByEntityTypesWithInheritance")),
+                 inheritance, error)
+        || !take(readString(object, u"timeout", QStringLiteral("timeout")), ignoredText, error)
+        || !take(readString(object, u"testModeFilter", QStringLiteral("testModeFilter")), ignoredText,
+                 error)) {
+        return std::unexpected(error);
+    }
+
+    if (query.ids) {
+        static const QRegularExpression uuid(QStringLiteral(
+            "^[0-9a-fA-F]{8}-[0-9a-fA-F]{4}-[0-9a-fA-F]{4}-[0-9a-fA-F]{4}-[0-9a-fA-F]{12}$"));
+        for (QString& id : *query.ids) {
+            if (!uuid.match(id).hasMatch())
+                return std::unexpected(QStringLiteral("'entitiesByIds': '%1' is not a UUID").arg(id));
+            id = id.toLower();
+        }
+    }
+
+    if (const auto filters = member(object, u"entitiesByAttributeValues")) {
+        if (!filters->isArray())
+            return std::unexpected(QStringLiteral("'entitiesByAttributeValues' must be an array"));
+        const QJsonArray list = filters->toArray();
+        for (qsizetype i = 0; i < list.size(); ++i) {
+            auto filter =
+                parseFilter(list.at(i), QStringLiteral("entitiesByAttributeValues[%1]").arg(i));
+            if (!filter)
+                return std::unexpected(filter.error());
+            query.attributeFilters.append(std::move(*filter));
+        }
+    }
+
+    const auto optionsObject =
+        readObject(object, u"entitiesOptions", QStringLiteral("entitiesOptions"));
+    if (!optionsObject)
+        return std::unexpected(optionsObject.error());
+    if (*optionsObject) {
+        auto options = parseOptions(**optionsObject);
+        if (!options)
+            return std::unexpected(options.error());
+        query.options = std::move(*options);
+    }
+    return query;
+}
+
+std::expected<Paging, QString> parsePaging(const QUrlQuery& query)
+{
+    Paging paging;
+    bool sawSkip = false;
+    bool sawTake = false;
+    const auto items = query.queryItems(QUrl::FullyDecoded);
+    for (const auto& [name, value] : items) {
+        const bool isSkip = name.compare(QLatin1String("Skip"), Qt::CaseInsensitive) == 0;
+        const bool isTake = name.compare(QLatin1String("Take"), Qt::CaseInsensitive) == 0;
+        if (!isSkip && !isTake)
+            continue;
+        if ((isSkip && sawSkip) || (isTake && sawTake))
+            return std::unexpected(QStringLiteral("Query parameter '%1' is given more than once").arg(name));
+        const auto count = parseCount(value);
+        if (!count) {
+            return std::unexpected(
+                QStringLiteral("Query parameter '%1' must be a non-negative integer up to 4294967295, "
+                               "not '%2'")
+                    .arg(name, value));
+        }
+        if (isSkip) {
+            sawSkip = true;
+            paging.skip = *count;
+        } else {
+            sawTake = true;
+            paging.take = *count;
+        }
+    }
+    return paging;
+}
+
+} // namespace QuorvelEmulator

@@ -1,0 +1,415 @@
+#include "Faults.h"
+
+#include "JsonAccess.h"
+
+#include <QJsonDocument>
+#include <QSet>
+
+#include <array>
+#include <climits>
+#include <utility>
+
+namespace QuorvelEmulator {
+
+namespace {
+
+constexpr std::array<std::pair<FaultKind, const char*>, 11> kKindNames{{
+    {FaultKind::Status, "status"},
+    {FaultKind::Delay, "delay"},
+    {FaultKind::Stall, "stall"},
+    {FaultKind::NonJson, "nonjson"},
+    {FaultKind::Object, "object"},
+    {FaultKind::ExpireToken, "expire"},
+    {FaultKind::Close, "close"},
+    {FaultKind::Truncate, "truncate"},
+    {FaultKind::Large, "large"},
+    {FaultKind::Nested, "nested"},
+    {FaultKind::InvalidUtf8, "invalidutf8"},
+}};
+
+constexpr qint64 kMaxLargeBytes = 256LL * 1024 * 1024;
+constexpr qint64 kMaxLargeCount = 1000000;
+constexpr qint64 kMaxDepth = 1000000;
+constexpr qint64 kMaxDelayMs = 600000;
+
+const char* kindName(FaultKind kind)
+{
+    for (const auto& [k, name] : kKindNames) {
+        if (k == kind)
+            return name;
+    }
+    return "?";
+}
+
+std::optional<FaultKind> kindFromName(const QString& name)
+{
+    for (const auto& [kind, text] : kKindNames) {
+        if (name == QLatin1String(text))
+            return kind;
+    }
+    return std::nullopt;
+}
+
+QString knownKinds()
+{
+    QStringList names;
+    for (const auto& entry : kKindNames)
+        names.append(QLatin1String(entry.second));
+    return names.join(QStringLiteral(", "));
+}
+
+// A header value that would break the reply's framing is refused rather
+// than sent.
+bool isHeaderSafe(const QString& text)
+{
+    for (QChar c : text) {
+        if (c == QLatin1Char('\r') || c == QLatin1Char('\n') || c == QChar(0))
+            return false;
+    }
+    return true;
+}
+
+bool isOneOf(FaultKind kind, std::initializer_list<FaultKind> kinds)
+{
+    for (FaultKind k : kinds) {
+        if (k == kind)
+            return true;
+    }
+    return false;
+}
+
+QString notFor(const char* member, FaultKind kind)
+{
+    return QStringLiteral("fault member '%1' does not apply to kind '%2'")
+        .arg(QLatin1String(member), QLatin1String(kindName(kind)));
+}
+
+QByteArray entityTemplateId(qint64 index)
+{
+    return QStringLiteral("00000000-0000-4000-8000-%1").arg(index, 12, 16, QLatin1Char('0')).toLatin1();
+}
+
+// Copies of the real result, each with an id of its own, so that a client
+// that indexes by id sees distinct entities. Built from serialised text:
+// a 50 MB reply is a few hundred thousand entities.
+HttpReply enlarge(const Fault& fault, HttpReply normal)
+{
+    const QJsonDocument document = QJsonDocument::fromJson(normal.body);
+    const QJsonArray source = document.array();
+    if (!document.isArray() || source.isEmpty())
+        return normal;
+
+    QList<QByteArray> templates;
+    QList<QByteArray> ids;
+    for (const QJsonValue& entity : source) {
+        templates.append(QJsonDocument(entity.toObject()).toJson(QJsonDocument::Compact));
+        ids.append(entity.toObject().value(QLatin1String("id")).toString().toLatin1());
+    }
+
+    const qint64 wantCount = fault.count.value_or(0);
+    const qint64 wantBytes = fault.bytes.value_or(0);
+    QByteArray body("[");
+    body.reserve(qMax<qint64>(wantBytes, 0) + 1024);
+    for (qint64 i = 0; i < wantCount || body.size() + 1 < wantBytes; ++i) {
+        const qsizetype which = qsizetype(i % templates.size());
+        QByteArray copy = templates.at(which);
+        if (i >= templates.size() && !ids.at(which).isEmpty())
+            copy.replace(ids.at(which), entityTemplateId(i));
+        if (i > 0)
+            body.append(',');
+        body.append(copy);
+    }
+    body.append(']');
+    normal.body = std::move(body);
+    return normal;
+}
+
+HttpReply breakUtf8(HttpReply normal)
+{
+    static const QByteArray marker = QByteArrayLiteral("\"entityTypeKey\":\"");
+    static const QByteArray invalid = QByteArrayLiteral("\xC3\x28\xFF");
+    const qsizetype at = normal.body.indexOf(marker);
+    if (at >= 0)
+        normal.body.insert(at + marker.size(), invalid);
+    else
+        normal.body = "[{" + marker + invalid + "\"}]";
+    return normal;
+}
+
+} // namespace
+
+std::expected<Fault, QString> Fault::fromJson(const QJsonObject& object)
+{
+    static const QSet<QString> known{
+        QStringLiteral("kind"),  QStringLiteral("target"),      QStringLiteral("times"),
+        QStringLiteral("delayMs"), QStringLiteral("retryAfter"), QStringLiteral("status"),
+        QStringLiteral("body"),  QStringLiteral("contentType"), QStringLiteral("bytes"),
+        QStringLiteral("count"), QStringLiteral("depth"),
+    };
+    // A misspelt member would otherwise quietly give a different fault.
+    for (auto it = object.constBegin(); it != object.constEnd(); ++it) {
+        if (!known.contains(it.key()))
+            return std::unexpected(QStringLiteral("unknown fault member '%1'").arg(it.key()));
+    }
+
+    const auto kindText = readString(object, u"kind", QStringLiteral("kind"));
+    if (!kindText)
+        return std::unexpected(kindText.error());
+    if (!*kindText)
+        return std::unexpected(QStringLiteral("fault 'kind' is required (one of %1)").arg(knownKinds()));
+    const auto kind = kindFromName(**kindText);
+    if (!kind) {
+        return std::unexpected(
+            QStringLiteral("unknown fault kind '%1' (one of %2)").arg(**kindText, knownKinds()));
+    }
+
+    Fault fault;
+    fault.kind = *kind;
+
+    const auto target = readString(object, u"target", QStringLiteral("target"));
+    if (!target)
+        return std::unexpected(target.error());
+    if (*target && **target == QLatin1String("token"))
+        fault.target = FaultTarget::Token;
+    else if (*target && **target != QLatin1String("query"))
+        return std::unexpected(QStringLiteral("fault 'target' must be \"query\" or \"token\""));
+    if (fault.target == FaultTarget::Token
+        && !isOneOf(fault.kind, {FaultKind::Status, FaultKind::Delay, FaultKind::Stall,
+                                 FaultKind::NonJson, FaultKind::Close, FaultKind::Truncate})) {
+        return std::unexpected(QStringLiteral("fault kind '%1' does not apply to the token endpoint")
+                                   .arg(QLatin1String(kindName(fault.kind))));
+    }
+
+    const auto times = readInteger(object, u"times", QStringLiteral("times"), -1, 1000000);
+    if (!times)
+        return std::unexpected(times.error());
+    if (*times) {
+        if (**times == 0)
+            return std::unexpected(QStringLiteral("fault 'times' must be -1 or at least 1"));
+        fault.times = int(**times);
+    }
+
+    const auto delay = readInteger(object, u"delayMs", QStringLiteral("delayMs"), 0, kMaxDelayMs);
+    if (!delay)
+        return std::unexpected(delay.error());
+    if (!*delay && isOneOf(fault.kind, {FaultKind::Delay, FaultKind::Stall}))
+        return std::unexpected(QStringLiteral("fault kind '%1' needs 'delayMs'")
+                                   .arg(QLatin1String(kindName(fault.kind))));
+    fault.delayMs = int(delay->value_or(0));
+
+    const auto retryAfter = readString(object, u"retryAfter", QStringLiteral("retryAfter"));
+    if (!retryAfter)
+        return std::unexpected(retryAfter.error());
+    if (*retryAfter) {
+        if (!isHeaderSafe(**retryAfter))
+            return std::unexpected(QStringLiteral("fault 'retryAfter' must not contain line breaks"));
+        fault.retryAfter = (*retryAfter)->toUtf8();
+    }
+
+    const auto status = readInteger(object, u"status", QStringLiteral("status"), 200, 599);
+    if (!status)
+        return std::unexpected(status.error());
+    if (*status && !isOneOf(fault.kind, {FaultKind::Status, FaultKind::NonJson}))
+        return std::unexpected(notFor("status", fault.kind));
+    if (!*status && fault.kind == FaultKind::Status)
+        return std::unexpected(QStringLiteral("fault kind 'status' needs 'status'"));
+    fault.status = int(status->value_or(fault.kind == FaultKind::Status ? 0 : 200));
+
+    const auto body = readString(object, u"body", QStringLiteral("body"));
+    if (!body)
+        return std::unexpected(body.error());
+    const auto contentType = readString(object, u"contentType", QStringLiteral("contentType"));
+    if (!contentType)
+        return std::unexpected(contentType.error());
+    if ((*body || *contentType) && !isOneOf(fault.kind, {FaultKind::Status, FaultKind::NonJson}))
+        return std::unexpected(notFor(*body ? "body" : "contentType", fault.kind));
+    if (*contentType && !isHeaderSafe(**contentType))
+        return std::unexpected(QStringLiteral("fault 'contentType' must not contain line breaks"));
+    if (*body)
+        fault.body = (*body)->toUtf8();
+    if (*contentType)
+        fault.contentType = (*contentType)->toUtf8();
+
+    const bool cuts = isOneOf(fault.kind, {FaultKind::Close, FaultKind::Truncate, FaultKind::Stall});
+    const auto bytes = readInteger(object, u"bytes", QStringLiteral("bytes"), cuts ? 0 : 1,
+                                   cuts ? qint64(INT_MAX) : kMaxLargeBytes);
+    if (!bytes)
+        return std::unexpected(bytes.error());
+    if (*bytes && !cuts && fault.kind != FaultKind::Large)
+        return std::unexpected(notFor("bytes", fault.kind));
+    fault.bytes = *bytes;
+
+    const auto count = readInteger(object, u"count", QStringLiteral("count"), 1, kMaxLargeCount);
+    if (!count)
+        return std::unexpected(count.error());
+    if (*count && fault.kind != FaultKind::Large)
+        return std::unexpected(notFor("count", fault.kind));
+    fault.count = *count;
+    if (fault.kind == FaultKind::Large && !fault.count && !fault.bytes)
+        return std::unexpected(QStringLiteral("fault kind 'large' needs 'count' or 'bytes'"));
+
+    const auto depth = readInteger(object, u"depth", QStringLiteral("depth"), 1, kMaxDepth);
+    if (!depth)
+        return std::unexpected(depth.error());
+    if (*depth && fault.kind != FaultKind::Nested)
+        return std::unexpected(notFor("depth", fault.kind));
+    if (*depth)
+        fault.depth = **depth;
+
+    return fault;
+}
+
+std::expected<QList<Fault>, QString> Fault::listFromJson(const QByteArray& json)
+{
+    QJsonParseError error{};
+    const QJsonDocument document = QJsonDocument::fromJson(json, &error);
+    if (error.error != QJsonParseError::NoError) {
+        return std::unexpected(
+            QStringLiteral("fault is not valid JSON: %1 at offset %2").arg(error.errorString()).arg(error.offset));
+    }
+    QJsonArray items;
+    if (document.isObject())
+        items.append(document.object());
+    else
+        items = document.array();
+    if (items.isEmpty())
+        return std::unexpected(QStringLiteral("expected a fault object or a non-empty array of them"));
+
+    QList<Fault> faults;
+    for (const QJsonValue& item : items) {
+        if (!item.isObject())
+            return std::unexpected(QStringLiteral("every fault must be a JSON object"));
+        auto fault = fromJson(item.toObject());
+        if (!fault)
+            return std::unexpected(fault.error());
+        faults.append(std::move(*fault));
+    }
+    return faults;
+}
+
+QJsonObject Fault::toJson() const
+{
+    QJsonObject object{
+        {QStringLiteral("kind"), QLatin1String(kindName(kind))},
+        {QStringLiteral("target"), target == FaultTarget::Token ? QStringLiteral("token") : QStringLiteral("query")},
+        {QStringLiteral("times"), times},
+    };
+    if (delayMs > 0)
+        object.insert(QStringLiteral("delayMs"), delayMs);
+    if (retryAfter)
+        object.insert(QStringLiteral("retryAfter"), QString::fromUtf8(*retryAfter));
+    if (kind == FaultKind::Status || kind == FaultKind::NonJson)
+        object.insert(QStringLiteral("status"), status);
+    if (body)
+        object.insert(QStringLiteral("body"), QString::fromUtf8(*body));
+    if (!contentType.isEmpty())
+        object.insert(QStringLiteral("contentType"), QString::fromUtf8(contentType));
+    if (bytes)
+        object.insert(QStringLiteral("bytes"), *bytes);
+    if (count)
+        object.insert(QStringLiteral("count"), *count);
+    if (kind == FaultKind::Nested)
+        object.insert(QStringLiteral("depth"), depth);
+    return object;
+}
+
+void FaultQueue::push(Fault fault)
+{
+    m_faults.append(std::move(fault));
+}
+
+void FaultQueue::clear()
+{
+    m_faults.clear();
+}
+
+std::optional<Fault> FaultQueue::next(FaultTarget target)
+{
+    for (qsizetype i = 0; i < m_faults.size(); ++i) {
+        Fault& fault = m_faults[i];
+        if (fault.target != target)
+            continue;
+        Fault taken = fault;
+        if (fault.times > 0 && --fault.times == 0)
+            m_faults.removeAt(i);
+        return taken;
+    }
+    return std::nullopt;
+}
+
+QJsonArray FaultQueue::pending() const
+{
+    QJsonArray list;
+    for (const Fault& fault : m_faults)
+        list.append(fault.toJson());
+    return list;
+}
+
+PlannedReply applyFault(const Fault& fault, HttpReply normal)
+{
+    PlannedReply planned{std::move(normal), {}};
+    HttpReply& reply = planned.reply;
+    Delivery& delivery = planned.delivery;
+    const bool succeeded = reply.status >= 200 && reply.status < 300;
+    delivery.delayMs = fault.kind == FaultKind::Stall ? 0 : fault.delayMs;
+
+    switch (fault.kind) {
+    case FaultKind::Status:
+        if (fault.body) {
+            reply = HttpReply{fault.status, {}, *fault.body};
+            reply.headers.append({"Content-Type", fault.contentType.isEmpty()
+                                                      ? QByteArrayLiteral("text/plain; charset=utf-8")
+                                                      : fault.contentType});
+        } else {
+            reply = HttpReply::message(fault.status, QStringLiteral("Injected fault: HTTP %1").arg(fault.status));
+        }
+        break;
+    case FaultKind::NonJson:
+        reply = HttpReply{fault.status, {}, fault.body.value_or(QByteArrayLiteral(
+            "<!DOCTYPE html><html><head><title>Service unavailable</title></head>"
+            "<body><h1>Service unavailable</h1><p>The gateway could not reach the service.</p>"
+            "</body></html>"))};
+        reply.headers.append({"Content-Type", fault.contentType.isEmpty()
+                                                  ? QByteArrayLiteral("text/html; charset=utf-8")
+                                                  : fault.contentType});
+        break;
+    case FaultKind::Object:
+        if (succeeded) {
+            const QJsonDocument document = QJsonDocument::fromJson(reply.body);
+            reply.body = QJsonDocument(QJsonObject{{QStringLiteral("value"), document.array()},
+                                                   {QStringLiteral("count"), document.array().size()}})
+                             .toJson(QJsonDocument::Compact);
+        }
+        break;
+    case FaultKind::Large:
+        if (succeeded)
+            reply = enlarge(fault, std::move(reply));
+        break;
+    case FaultKind::Nested:
+        reply = HttpReply{200, {{"Content-Type", "application/json"}},
+                          QByteArray(fault.depth, '[') + QByteArray(fault.depth, ']')};
+        break;
+    case FaultKind::InvalidUtf8:
+        if (succeeded)
+            reply = breakUtf8(std::move(reply));
+        break;
+    case FaultKind::Close:
+    case FaultKind::Truncate:
+    case FaultKind::Stall:
+        delivery.cut = fault.kind == FaultKind::Close      ? Delivery::Cut::Close
+                     : fault.kind == FaultKind::Truncate ? Delivery::Cut::Truncate
+                                                          : Delivery::Cut::Stall;
+        delivery.cutAt = fault.bytes.value_or(reply.body.size() / 2);
+        delivery.stallMs = fault.delayMs;
+        break;
+    case FaultKind::Delay:
+    case FaultKind::ExpireToken:
+        break;
+    }
+
+    if (fault.retryAfter)
+        reply.setHeader("Retry-After", *fault.retryAfter);
+    return planned;
+}
+
+} // namespace QuorvelEmulator

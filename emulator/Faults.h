@@ -1,0 +1,100 @@
+#pragma once
+
+#include "HttpReply.h"
+#include "ReplyWriter.h"
+
+#include <QByteArray>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QList>
+#include <QString>
+
+#include <expected>
+#include <optional>
+
+namespace QuorvelEmulator {
+
+// Misbehaviour queued by a test and applied to the next requests of its
+// target. A fault is described in JSON, the same from the admin endpoint
+// and from the command line:
+//
+//   kind         status | delay | stall | nonjson | object | expire | close |
+//                truncate | large | nested | invalidutf8
+//   target       "query" (default) or "token"
+//   times        requests it applies to (default 1; -1 = until cleared)
+//   delayMs      wait before the reply starts (for "stall": the pause in the
+//                middle of the body); the reply itself is worked out when
+//                the request arrives, so a token cannot expire in between
+//   retryAfter   adds a Retry-After header, verbatim, to whatever is sent
+//   status       "status": required; "nonjson": default 200
+//   body, contentType   "status" and "nonjson": the body sent instead
+//   bytes        close/truncate/stall: body bytes sent before the cut
+//                (default half); large: minimum body size
+//   count        large: number of entities
+//   depth        nested: array nesting depth (default 100000)
+//
+// Kinds that reshape a successful reply (object, large, invalidutf8) leave
+// an error reply alone; the fault is used up all the same, as the request
+// happened.
+enum class FaultKind {
+    Status,
+    Delay,
+    Stall,
+    NonJson,
+    Object,
+    ExpireToken,
+    Close,
+    Truncate,
+    Large,
+    Nested,
+    InvalidUtf8,
+};
+
+enum class FaultTarget { Query, Token };
+
+struct Fault
+{
+    FaultKind kind = FaultKind::Status;
+    FaultTarget target = FaultTarget::Query;
+    int times = 1;
+    int delayMs = 0;
+    std::optional<QByteArray> retryAfter;
+    int status = 0;
+    std::optional<QByteArray> body;
+    QByteArray contentType;
+    std::optional<qint64> bytes;
+    std::optional<qint64> count;
+    qint64 depth = 100000;
+
+    static std::expected<Fault, QString> fromJson(const QJsonObject& object);
+    // One fault object or an array of them, in queue order.
+    static std::expected<QList<Fault>, QString> listFromJson(const QByteArray& json);
+    QJsonObject toJson() const;
+};
+
+class FaultQueue
+{
+public:
+    void push(Fault fault);
+    void clear();
+    // The fault for the next request to `target`, used up by the call.
+    std::optional<Fault> next(FaultTarget target);
+    QJsonArray pending() const;
+    qsizetype size() const { return m_faults.size(); }
+
+private:
+    QList<Fault> m_faults;
+};
+
+struct PlannedReply
+{
+    HttpReply reply;
+    Delivery delivery;
+};
+
+// What the client gets instead of `normal`. ExpireToken changes nothing
+// here: its effect (the caller's token expired before the request is
+// checked) happens in the server.
+PlannedReply applyFault(const Fault& fault, HttpReply normal);
+
+} // namespace QuorvelEmulator

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QByteArray>
+#include <QHash>
+
+#include <functional>
+
+namespace QuorvelEmulator {
+
+// Access tokens the emulator has handed out, each with its expiry. Expired
+// tokens are remembered so that a client can be told "expired" rather than
+// "unknown": the product renews on either, but the difference shows in a
+// test log.
+class TokenStore
+{
+public:
+    // Milliseconds on a monotonic scale; tests substitute their own to move
+    // time forward without sleeping.
+    using Clock = std::function<qint64()>;
+
+    enum class Check { Valid, Unknown, Expired };
+
+    explicit TokenStore(Clock clock = {});
+
+    // A new random, unguessable token valid for `lifetimeSeconds`.
+    QByteArray issue(qint64 lifetimeSeconds);
+    Check check(const QByteArray& token) const;
+    // False when the token was never issued.
+    bool expire(const QByteArray& token);
+    void expireAll();
+    qsizetype size() const { return m_expiry.size(); }
+
+private:
+    qint64 now() const;
+    void forgetLongExpired();
+
+    Clock m_clock;
+    QHash<QByteArray, qint64> m_expiry;
+};
+
+} // namespace QuorvelEmulator

@@ -1,0 +1,74 @@
+#include "CommandLine.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+
+#ifndef VYX_DEFAULT_PLUGINS_DIR
+#define VYX_DEFAULT_PLUGINS_DIR "plugins"
+#endif
+
+bool CommandLine::parse(const QStringList& arguments, CommandLine& out, QString& error)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Vyx host: loads plug-in pages and shows them."));
+    parser.addHelpOption();
+    const QCommandLineOption plugins(QStringLiteral("plugins"), QStringLiteral("Plug-in folder."),
+                                     QStringLiteral("DIR"), QStringLiteral(VYX_DEFAULT_PLUGINS_DIR));
+    const QCommandLineOption baseUrl(QStringLiteral("base-url"),
+                                     QStringLiteral("Entity service base address."), QStringLiteral("URL"));
+    const QCommandLineOption businessId(QStringLiteral("business-id"), QStringLiteral("Business id."),
+                                        QStringLiteral("ID"));
+    const QCommandLineOption tokenUrl(QStringLiteral("token-url"),
+                                      QStringLiteral("OAuth 2 token endpoint; signs in at start."),
+                                      QStringLiteral("URL"));
+    const QCommandLineOption clientId(QStringLiteral("client-id"), QStringLiteral("OAuth 2 client id."),
+                                      QStringLiteral("ID"));
+    const QCommandLineOption clientSecret(QStringLiteral("client-secret"),
+                                          QStringLiteral("OAuth 2 client secret."),
+                                          QStringLiteral("SECRET"));
+    const QCommandLineOption page(QStringLiteral("page"), QStringLiteral("Page to show, by caption."),
+                                  QStringLiteral("CAPTION"));
+    const QCommandLineOption printView(QStringLiteral("print-view"),
+                                       QStringLiteral("Print the shown page's texts as they change; "
+                                                      "exit once settled."));
+    const QCommandLineOption settle(QStringLiteral("settle-ms"),
+                                    QStringLiteral("Quiet time after which the view counts as settled."),
+                                    QStringLiteral("N"), QStringLiteral("1000"));
+    const QCommandLineOption screenshot(QStringLiteral("screenshot"),
+                                        QStringLiteral("Save the window as PNG once settled."),
+                                        QStringLiteral("FILE"));
+    const QCommandLineOption stay(QStringLiteral("stay"),
+                                  QStringLiteral("Keep running after the screenshot."));
+    const QCommandLineOption timeout(QStringLiteral("timeout-ms"),
+                                     QStringLiteral("Exit 3 when not settled by then."),
+                                     QStringLiteral("N"), QStringLiteral("20000"));
+    parser.addOptions({plugins, baseUrl, businessId, tokenUrl, clientId, clientSecret, page,
+                       printView, settle, screenshot, stay, timeout});
+    if (!parser.parse(arguments)) {
+        error = parser.errorText();
+        return false;
+    }
+    if (parser.isSet(QStringLiteral("help"))) {
+        error = parser.helpText();
+        return false;
+    }
+    bool settleOk = false;
+    bool timeoutOk = false;
+    out.pluginsDir = parser.value(plugins);
+    out.baseUrl = parser.value(baseUrl);
+    out.businessId = parser.value(businessId);
+    out.tokenUrl = parser.value(tokenUrl);
+    out.clientId = parser.value(clientId);
+    out.clientSecret = parser.value(clientSecret);
+    out.page = parser.value(page);
+    out.printView = parser.isSet(printView);
+    out.settleMs = parser.value(settle).toInt(&settleOk);
+    out.screenshot = parser.value(screenshot);
+    out.stay = parser.isSet(stay);
+    out.timeoutMs = parser.value(timeout).toInt(&timeoutOk);
+    if (!settleOk || out.settleMs < 0 || !timeoutOk || out.timeoutMs <= 0) {
+        error = QStringLiteral("--settle-ms and --timeout-ms take non-negative whole numbers of milliseconds");
+        return false;
+    }
+    return true;
+}

@@ -1,0 +1,82 @@
+#include "ViewMonitor.h"
+
+#include <cstdio>
+
+#include <QLabel>
+#include <QPlainTextEdit>
+
+namespace {
+
+constexpr int kPollMs = 20;
+constexpr int kDebounceMs = 100;
+
+void collect(QWidget* widget, QString& out)
+{
+    for (QObject* child : widget->children()) {
+        auto* w = qobject_cast<QWidget*>(child);
+        if (w == nullptr)
+            continue;
+        if (auto* label = qobject_cast<QLabel*>(w); label && label->isVisible())
+            out += label->text() + QLatin1Char('\n');
+        else if (auto* text = qobject_cast<QPlainTextEdit*>(w))
+            out += text->toPlainText() + QLatin1Char('\n');
+        collect(w, out);
+    }
+}
+
+} // namespace
+
+ViewMonitor::ViewMonitor(std::function<QWidget*()> page, bool print, int settleMs, QObject* parent)
+    : QObject(parent)
+    , m_page(std::move(page))
+    , m_print(print)
+    , m_settleMs(settleMs)
+{
+    m_timer.setInterval(kPollMs);
+    connect(&m_timer, &QTimer::timeout, this, &ViewMonitor::poll);
+}
+
+void ViewMonitor::setReady(bool ready)
+{
+    m_ready = ready;
+    m_sinceChange.restart();
+}
+
+void ViewMonitor::start()
+{
+    m_sinceChange.start();
+    m_last = snapshot(m_page());
+    m_timer.start();
+}
+
+QString ViewMonitor::snapshot(QWidget* root)
+{
+    QString out;
+    if (root != nullptr)
+        collect(root, out);
+    return out;
+}
+
+void ViewMonitor::poll()
+{
+    const QString now = snapshot(m_page());
+    if (now != m_last) {
+        m_last = now;
+        m_printed = false;
+        m_settled = false;
+        m_sinceChange.restart();
+        return;
+    }
+    const qint64 quiet = m_sinceChange.elapsed();
+    if (m_print && !m_printed && quiet >= kDebounceMs) {
+        const QByteArray text = ("--- view\n" + m_last).toUtf8();
+        std::fwrite(text.constData(), 1, size_t(text.size()), stdout);
+        std::fflush(stdout);
+        m_printed = true;
+    }
+    if (m_ready && !m_settled && quiet >= std::max(m_settleMs, kDebounceMs)
+        && (m_printed || !m_print)) {
+        m_settled = true;
+        Q_EMIT settled();
+    }
+}

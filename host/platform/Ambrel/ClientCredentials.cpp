@@ -1,0 +1,58 @@
+#include "Ambrel/ClientCredentials.h"
+
+#include <QEventLoop>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QNetworkRequest>
+#include <QTimer>
+#include <QUrlQuery>
+
+namespace Ambrel {
+
+QByteArray ClientCredentials::fetchToken(QString* error, int timeoutMs) const
+{
+    auto fail = [error](const QString& why) {
+        if (error)
+            *error = why;
+        return QByteArray();
+    };
+    if (!tokenUrl.isValid() || tokenUrl.isEmpty())
+        return fail(QStringLiteral("no token endpoint configured"));
+
+    QUrlQuery form;
+    form.addQueryItem(QStringLiteral("grant_type"), QStringLiteral("client_credentials"));
+    form.addQueryItem(QStringLiteral("client_id"), clientId);
+    form.addQueryItem(QStringLiteral("client_secret"), clientSecret);
+    QNetworkRequest request(tokenUrl);
+    request.setHeader(QNetworkRequest::ContentTypeHeader,
+                      QByteArrayLiteral("application/x-www-form-urlencoded"));
+
+    // A manager of its own on the calling thread, so that any thread may ask.
+    QNetworkAccessManager manager;
+    QNetworkReply* reply = manager.post(request, form.query(QUrl::FullyEncoded).toUtf8());
+    QEventLoop loop;
+    QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+    QTimer::singleShot(timeoutMs, &loop, &QEventLoop::quit);
+    loop.exec();
+    if (!reply->isFinished()) {
+        reply->abort();
+        reply->deleteLater();
+        return fail(QStringLiteral("token endpoint did not answer in time"));
+    }
+    reply->deleteLater();
+    const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    if (status == 0)
+        return fail(QStringLiteral("token endpoint unreachable: %1").arg(reply->errorString()));
+    if (status != 200)
+        return fail(QStringLiteral("token endpoint refused the client (HTTP %1)").arg(status));
+    const QByteArray token =
+        QJsonDocument::fromJson(reply->readAll()).object().value(QStringLiteral("access_token"))
+            .toString().toUtf8();
+    if (token.isEmpty())
+        return fail(QStringLiteral("token endpoint sent no access token"));
+    return token;
+}
+
+} // namespace Ambrel

@@ -1,0 +1,95 @@
+#include "EmulatorHarness.h"
+
+#include <gtest/gtest.h>
+
+#include <QEventLoop>
+#include <QNetworkAccessManager>
+#include <QNetworkProxy>
+#include <QNetworkReply>
+#include <QNetworkRequest>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTimer>
+
+namespace QuorvelEmulatorTest {
+namespace {
+
+struct Answer
+{
+    int status = 0;
+    QJsonObject object;
+};
+
+Answer postForm(QNetworkAccessManager& network, const QString& url, const QByteArray& form)
+{
+    QNetworkRequest request{QUrl(url)};
+    request.setHeader(QNetworkRequest::ContentTypeHeader, "application/x-www-form-urlencoded");
+    QNetworkReply* reply = network.post(request, form);
+    QEventLoop loop;
+    QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+    QTimer::singleShot(kWatchdogMs, &loop, &QEventLoop::quit);
+    if (!reply->isFinished())
+        loop.exec();
+    Answer answer;
+    if (reply->isFinished()) {
+        answer.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+        answer.object = QJsonDocument::fromJson(reply->readAll()).object();
+    } else {
+        reply->abort();
+    }
+    reply->deleteLater();
+    return answer;
+}
+
+TEST(EmulatorProcess, PrintsItsAddressServesAndStopsCleanlyOnSigterm)
+{
+    QProcess emulator;
+    emulator.setProgram(QStringLiteral(QUORVEL_EMULATOR_BINARY));
+    emulator.setArguments({"--port", "0", "--client-id", "proc", "--client-secret", "pw",
+                           "--token-lifetime", "42", "--fault",
+                           R"({"kind":"status","status":503,"target":"token"})"});
+    emulator.start();
+    ASSERT_TRUE(emulator.waitForStarted(kWatchdogMs)) << emulator.errorString().toStdString();
+
+    QByteArray out;
+    while (!out.contains('\n') && emulator.waitForReadyRead(kWatchdogMs))
+        out += emulator.readAllStandardOutput();
+    const auto match = QRegularExpression(QStringLiteral("^listening on http://127\\.0\\.0\\.1:(\\d+)\n$"))
+                           .match(QString::fromUtf8(out));
+    ASSERT_TRUE(match.hasMatch()) << out.toStdString() << emulator.readAllStandardError().toStdString();
+    const QString base = QStringLiteral("http://127.0.0.1:") + match.captured(1);
+
+    QNetworkAccessManager network;
+    network.setProxy(QNetworkProxy::NoProxy);
+    const QByteArray form = "grant_type=client_credentials&client_id=proc&client_secret=pw";
+    const Answer down = postForm(network, base + QStringLiteral("/oauth/token"), form);
+    const Answer issued = postForm(network, base + QStringLiteral("/oauth/token"), form);
+    EXPECT_EQ(down.status, 503);
+    EXPECT_EQ(issued.status, 200);
+    EXPECT_EQ(issued.object.value(QLatin1String("expires_in")).toInteger(), 42);
+
+    emulator.terminate();
+    ASSERT_TRUE(emulator.waitForFinished(kWatchdogMs));
+    EXPECT_EQ(emulator.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(emulator.exitCode(), 0);
+    EXPECT_TRUE(emulator.readAllStandardOutput().isEmpty());
+}
+
+TEST(EmulatorProcess, RefusesToStartOnBadArgumentsOrData)
+{
+    const QList<QStringList> bad{
+        {"--port", "70000"},
+        {"--data", "/nonexistent/emulator-data"},
+    };
+    for (const QStringList& arguments : bad) {
+        QProcess emulator;
+        emulator.start(QStringLiteral(QUORVEL_EMULATOR_BINARY), arguments);
+        ASSERT_TRUE(emulator.waitForFinished(kWatchdogMs)) << arguments.join(' ').toStdString();
+        EXPECT_NE(emulator.exitCode(), 0);
+        EXPECT_TRUE(emulator.readAllStandardOutput().isEmpty());
+        EXPECT_TRUE(emulator.readAllStandardError().startsWith("quorvel-emulator: "));
+    }
+}
+
+} // namespace
+} // namespace QuorvelEmulatorTest
