@@ -203,6 +203,16 @@ HttpReply EmulatorServer::handleAdmin(const QHttpServerRequest& request, const Q
         return HttpReply::json(200, QJsonObject{{QStringLiteral("queries"), m_stats.queries},
                                                 {QStringLiteral("tokens"), m_stats.tokens}});
     }
+    if (path == QLatin1String("/_emulator/tokens")) {
+        // Lets a test look for leaked tokens in what the client printed. The
+        // server listens on loopback only, as for every admin endpoint.
+        if (method != Method::Get)
+            return methodNotAllowed("GET");
+        QJsonArray tokens;
+        for (const QByteArray& token : m_tokens.issued())
+            tokens.append(QString::fromLatin1(token));
+        return HttpReply::json(200, QJsonObject{{QStringLiteral("tokens"), tokens}});
+    }
     if (path == QLatin1String("/_emulator/reset")) {
         if (method != Method::Post)
             return methodNotAllowed("POST");

@@ -27,6 +27,8 @@ struct EmulatorStats
 //   POST   /_emulator/faults     queue faults      GET  lists them   DELETE  clears them
 //   POST   /_emulator/expire-tokens
 //   GET    /_emulator/stats      {"queries": N, "tokens": N}
+//   GET    /_emulator/tokens     {"tokens": [...]}, every access token issued
+//                                and still remembered (expired ones too)
 //   POST   /_emulator/reset      clears faults and counters
 //
 // Requests are answered on the thread that owns the server; delayed

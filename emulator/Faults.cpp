@@ -141,10 +141,10 @@ HttpReply breakUtf8(HttpReply normal)
 std::expected<Fault, QString> Fault::fromJson(const QJsonObject& object)
 {
     static const QSet<QString> known{
-        QStringLiteral("kind"),  QStringLiteral("target"),      QStringLiteral("times"),
-        QStringLiteral("delayMs"), QStringLiteral("retryAfter"), QStringLiteral("status"),
-        QStringLiteral("body"),  QStringLiteral("contentType"), QStringLiteral("bytes"),
-        QStringLiteral("count"), QStringLiteral("depth"),
+        QStringLiteral("kind"),   QStringLiteral("target"),  QStringLiteral("times"),
+        QStringLiteral("after"),  QStringLiteral("delayMs"), QStringLiteral("retryAfter"),
+        QStringLiteral("status"), QStringLiteral("body"),    QStringLiteral("contentType"),
+        QStringLiteral("bytes"),  QStringLiteral("count"),   QStringLiteral("depth"),
     };
     // A misspelt member would otherwise quietly give a different fault.
     for (auto it = object.constBegin(); it != object.constEnd(); ++it) {
@@ -188,6 +188,11 @@ std::expected<Fault, QString> Fault::fromJson(const QJsonObject& object)
             return std::unexpected(QStringLiteral("fault 'times' must be -1 or at least 1"));
         fault.times = int(**times);
     }
+
+    const auto after = readInteger(object, u"after", QStringLiteral("after"), 0, 1000000);
+    if (!after)
+        return std::unexpected(after.error());
+    fault.after = int(after->value_or(0));
 
     const auto delay = readInteger(object, u"delayMs", QStringLiteral("delayMs"), 0, kMaxDelayMs);
     if (!delay)
@@ -294,6 +299,8 @@ QJsonObject Fault::toJson() const
         {QStringLiteral("target"), target == FaultTarget::Token ? QStringLiteral("token") : QStringLiteral("query")},
         {QStringLiteral("times"), times},
     };
+    if (after > 0)
+        object.insert(QStringLiteral("after"), after);
     if (delayMs > 0)
         object.insert(QStringLiteral("delayMs"), delayMs);
     if (retryAfter)
@@ -329,6 +336,10 @@ std::optional<Fault> FaultQueue::next(FaultTarget target)
         Fault& fault = m_faults[i];
         if (fault.target != target)
             continue;
+        if (fault.after > 0) {
+            --fault.after;
+            return std::nullopt;
+        }
         Fault taken = fault;
         if (fault.times > 0 && --fault.times == 0)
             m_faults.removeAt(i);

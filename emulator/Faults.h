@@ -22,6 +22,9 @@ namespace QuorvelEmulator {
 //                truncate | large | nested | invalidutf8
 //   target       "query" (default) or "token"
 //   times        requests it applies to (default 1; -1 = until cleared)
+//   after        requests to its target that pass untouched before it
+//                applies (default 0); how a test lets a sign-in through
+//                and breaks the token renewal that follows
 //   delayMs      wait before the reply starts (for "stall": the pause in the
 //                middle of the body); the reply itself is worked out when
 //                the request arrives, so a token cannot expire in between
@@ -57,6 +60,7 @@ struct Fault
     FaultKind kind = FaultKind::Status;
     FaultTarget target = FaultTarget::Query;
     int times = 1;
+    int after = 0;
     int delayMs = 0;
     std::optional<QByteArray> retryAfter;
     int status = 0;
@@ -77,7 +81,10 @@ class FaultQueue
 public:
     void push(Fault fault);
     void clear();
-    // The fault for the next request to `target`, used up by the call.
+    // The fault for the next request to `target`, used up by the call. The
+    // first fault queued for `target` decides: while it is still letting
+    // requests pass ("after"), the request gets no fault at all, even if a
+    // later fault for the same target is ready.
     std::optional<Fault> next(FaultTarget target);
     QJsonArray pending() const;
     qsizetype size() const { return m_faults.size(); }

@@ -2,6 +2,7 @@
 
 #include <QRandomGenerator>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 
@@ -73,6 +74,13 @@ void TokenStore::expireAll()
     const qint64 at = now();
     for (auto it = m_expiry.begin(); it != m_expiry.end(); ++it)
         it.value() = qMin(it.value(), at);
+}
+
+QList<QByteArray> TokenStore::issued() const
+{
+    QList<QByteArray> tokens = m_expiry.keys();
+    std::sort(tokens.begin(), tokens.end());
+    return tokens;
 }
 
 void TokenStore::forgetLongExpired()

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QHash>
+#include <QList>
 
 #include <functional>
 
@@ -29,6 +30,9 @@ public:
     bool expire(const QByteArray& token);
     void expireAll();
     qsizetype size() const { return m_expiry.size(); }
+    // Every token still remembered, expired ones included, sorted; for tests
+    // that must recognise an issued token wherever it turns up.
+    QList<QByteArray> issued() const;
 
 private:
     qint64 now() const;

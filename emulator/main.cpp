@@ -6,6 +6,7 @@
 #include "DataStore.h"
 #include "EmulatorOptions.h"
 #include "EmulatorServer.h"
+#include "LogRedaction.h"
 
 #include <QCoreApplication>
 #include <QSocketNotifier>
@@ -51,8 +52,9 @@ bool installTerminationHandlers(QCoreApplication& app)
 
 int main(int argc, char** argv)
 {
-    QCoreApplication app(argc, argv);
     using namespace QuorvelEmulator;
+    installCredentialRedaction();
+    QCoreApplication app(argc, argv);
 
     const auto options = parseEmulatorOptions(QCoreApplication::arguments());
     if (!options) {

@@ -61,6 +61,32 @@ TEST(EmulatorAdmin, ResetClearsFaultsAndCountersButKeepsTokens)
     EXPECT_EQ(emulator.query(QStringLiteral("demo"), kDutyChannelQuery, token).status, 200);
 }
 
+TEST(EmulatorAdmin, TokensListsEveryIssuedTokenExpiredOnesIncluded)
+{
+    EmulatorHarness emulator;
+    auto listed = [&emulator] {
+        const Reply reply = emulator.send("GET", QStringLiteral("/_emulator/tokens"));
+        EXPECT_EQ(reply.status, 200);
+        QStringList tokens;
+        for (const QJsonValue& token : reply.json().object().value(QLatin1String("tokens")).toArray())
+            tokens.append(token.toString());
+        tokens.sort();
+        return tokens;
+    };
+    EXPECT_TRUE(listed().isEmpty());
+
+    const QByteArray first = emulator.token();
+    const QByteArray second = emulator.token();
+    // A refused client gets no token, so nothing new is listed.
+    emulator.requestToken("grant_type=client_credentials&client_id=demo-client&client_secret=no");
+    ASSERT_EQ(emulator.send("POST", QStringLiteral("/_emulator/expire-tokens")).status, 200);
+
+    QStringList expected{QString::fromLatin1(first), QString::fromLatin1(second)};
+    expected.sort();
+    EXPECT_EQ(listed(), expected);
+    EXPECT_EQ(emulator.send("POST", QStringLiteral("/_emulator/tokens")).status, 405);
+}
+
 TEST(EmulatorAdmin, UnknownPathsAndWrongMethodsAreRefused)
 {
     EmulatorHarness emulator;

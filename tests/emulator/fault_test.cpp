@@ -287,6 +287,64 @@ TEST(EmulatorFaults, TokenFaultsAndQueryFaultsKeepToTheirEndpoints)
     EXPECT_EQ(emulator.query(kDemo, kDutyChannelQuery, emulator.token()).status, 200);
 }
 
+TEST(EmulatorFaults, AfterLetsThatManyRequestsPassBeforeTheFaultApplies)
+{
+    EmulatorHarness emulator;
+    emulator.addFault(R"({"kind":"status","status":503,"target":"token","after":2,"times":2})");
+    const QByteArray form =
+        "grant_type=client_credentials&client_id=demo-client&client_secret=demo-secret";
+
+    QList<int> statuses;
+    for (int i = 0; i < 5; ++i)
+        statuses.append(emulator.requestToken(form).status);
+
+    EXPECT_EQ(statuses, (QList<int>{200, 200, 503, 503, 200}));
+    EXPECT_EQ(emulator.server().faults().size(), 0);
+}
+
+TEST(EmulatorFaults, AfterCountsOnlyRequestsToItsOwnTarget)
+{
+    EmulatorHarness emulator;
+    const QByteArray token = emulator.token();
+    emulator.addFault(R"({"kind":"status","status":500,"after":1})");
+
+    // A token request in between neither counts nor meets the fault.
+    EXPECT_EQ(emulator.query(kDemo, kDutyChannelQuery, token).status, 200);
+    EXPECT_FALSE(emulator.token().isEmpty());
+    EXPECT_EQ(emulator.query(kDemo, kDutyChannelQuery, token).status, 500);
+    EXPECT_EQ(emulator.query(kDemo, kDutyChannelQuery, token).status, 200);
+}
+
+TEST(EmulatorFaults, AFaultStillWaitingHoldsBackTheFaultsQueuedBehindIt)
+{
+    EmulatorHarness emulator;
+    const QByteArray token = emulator.token();
+    emulator.addFault(R"([{"kind":"status","status":502,"after":1},{"kind":"status","status":404}])");
+
+    const QJsonArray pending = emulator.send("GET", QStringLiteral("/_emulator/faults"))
+                                   .json().object().value(QLatin1String("faults")).toArray();
+    ASSERT_EQ(pending.size(), 2);
+    EXPECT_EQ(pending.at(0).toObject().value(QLatin1String("after")).toInteger(), 1);
+    EXPECT_FALSE(pending.at(1).toObject().contains(QLatin1String("after")));
+
+    EXPECT_EQ(emulator.query(kDemo, kDutyChannelQuery, token).status, 200);
+    EXPECT_EQ(emulator.query(kDemo, kDutyChannelQuery, token).status, 502);
+    EXPECT_EQ(emulator.query(kDemo, kDutyChannelQuery, token).status, 404);
+    EXPECT_EQ(emulator.query(kDemo, kDutyChannelQuery, token).status, 200);
+}
+
+TEST(EmulatorFaults, ExpireAfterASuccessfulQueryEndsTheTokenOnTheNextOne)
+{
+    EmulatorHarness emulator;
+    const QByteArray token = emulator.token();
+    emulator.addFault(R"({"kind":"expire","after":1})");
+
+    EXPECT_EQ(emulator.query(kDemo, kDutyChannelQuery, token).status, 200);
+    const Reply refused = emulator.query(kDemo, kDutyChannelQuery, token);
+    EXPECT_EQ(refused.status, 401);
+    EXPECT_EQ(refused.message(), QStringLiteral("Access token expired"));
+}
+
 TEST(EmulatorFaults, BadFaultsAreRefusedWith400AndNothingIsQueued)
 {
     const char* bad[] = {
@@ -312,6 +370,9 @@ TEST(EmulatorFaults, BadFaultsAreRefusedWith400AndNothingIsQueued)
         R"({"kind":"large"})",
         R"({"kind":"large","count":0})",
         R"({"kind":"nested","count":3})",
+        R"({"kind":"status","status":500,"after":-1})",
+        R"({"kind":"status","status":500,"after":1.5})",
+        R"({"kind":"status","status":500,"after":"1"})",
         R"([{"kind":"status","status":500},{"kind":"nope"}])",
     };
 

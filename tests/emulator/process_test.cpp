@@ -75,6 +75,61 @@ TEST(EmulatorProcess, PrintsItsAddressServesAndStopsCleanlyOnSigterm)
     EXPECT_TRUE(emulator.readAllStandardOutput().isEmpty());
 }
 
+TEST(EmulatorProcess, RequestLoggingNeverShowsCredentials)
+{
+    QProcess emulator;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("*=true"));
+    emulator.setProcessEnvironment(env);
+    emulator.setProgram(QStringLiteral(QUORVEL_EMULATOR_BINARY));
+    emulator.setArguments({"--port", "0", "--client-id", "logged", "--client-secret", "never-logged-pw"});
+    emulator.start();
+    ASSERT_TRUE(emulator.waitForStarted(kWatchdogMs)) << emulator.errorString().toStdString();
+    QByteArray out;
+    while (!out.contains('\n') && emulator.waitForReadyRead(kWatchdogMs))
+        out += emulator.readAllStandardOutput();
+    const auto match = QRegularExpression(QStringLiteral("listening on (http://127\\.0\\.0\\.1:\\d+)\n"))
+                           .match(QString::fromUtf8(out));
+    ASSERT_TRUE(match.hasMatch()) << out.toStdString();
+    const QString base = match.captured(1);
+
+    QNetworkAccessManager network;
+    network.setProxy(QNetworkProxy::NoProxy);
+    const Answer issued = postForm(network, base + QStringLiteral("/oauth/token"),
+                                   "grant_type=client_credentials&client_id=logged&client_secret=never-logged-pw");
+    const QByteArray token = issued.object.value(QLatin1String("access_token")).toString().toLatin1();
+    ASSERT_FALSE(token.isEmpty());
+    // The client's credentials as Basic authentication, and the token as a
+    // bearer: both are headers, which Qt's request log prints.
+    QNetworkRequest basic{QUrl(base + QStringLiteral("/oauth/token"))};
+    basic.setRawHeader("Authorization", "Basic " + QByteArray("logged:never-logged-pw").toBase64());
+    basic.setHeader(QNetworkRequest::ContentTypeHeader, "application/x-www-form-urlencoded");
+    QNetworkRequest bearer{QUrl(base + QStringLiteral("/api/business/quorvel/demo/v0/entities/query/vector"))};
+    bearer.setRawHeader("Authorization", "Bearer " + token);
+    bearer.setHeader(QNetworkRequest::ContentTypeHeader, "application/json");
+    for (QNetworkReply* reply : {network.post(basic, QByteArray("grant_type=client_credentials")),
+                                 network.post(bearer, kDutyChannelQuery)}) {
+        QEventLoop loop;
+        QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+        QTimer::singleShot(kWatchdogMs, &loop, &QEventLoop::quit);
+        if (!reply->isFinished())
+            loop.exec();
+        EXPECT_EQ(reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), 200);
+        delete reply;
+    }
+
+    emulator.terminate();
+    ASSERT_TRUE(emulator.waitForFinished(kWatchdogMs));
+    const QByteArray log = out + emulator.readAllStandardOutput() + emulator.readAllStandardError();
+    // The requests were logged, with their credentials cut out.
+    EXPECT_TRUE(log.contains("qt.httpserver")) << log.toStdString();
+    EXPECT_EQ(log.count("Bearer <redacted>"), 1) << log.toStdString();
+    EXPECT_EQ(log.count("Basic <redacted>"), 1) << log.toStdString();
+    EXPECT_FALSE(log.contains(token));
+    EXPECT_FALSE(log.contains(QByteArray("logged:never-logged-pw").toBase64()));
+    EXPECT_FALSE(log.contains("never-logged-pw"));
+}
+
 TEST(EmulatorProcess, RefusesToStartOnBadArgumentsOrData)
 {
     const QList<QStringList> bad{
