@@ -14,6 +14,10 @@ ChatService::ChatService(QObject* parent)
 
 ChatService::~ChatService()
 {
+    // The adapter goes first and waits for its tasks, which may be blocked on
+    // exchanges a server never answers: abort those first, so that the
+    // waiting ends. Later tasks fail at once with "cancelled".
+    m_networkService->shutdown();
     m_adapter.reset();
     m_networkService.reset();
 }

@@ -14,6 +14,9 @@ QLabel* fieldLabel(QWidget* parent)
 {
     auto* label = new QLabel(parent);
     label->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    // An error message can be a whole reply body: shown as it stands, but
+    // never allowed to widen the host's window to fit it.
+    label->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     return label;
 }
 

@@ -53,17 +53,24 @@ QtHttpNetworkService::QtHttpNetworkService(QObject* parent)
 
 QtHttpNetworkService::~QtHttpNetworkService()
 {
+    shutdown();
+    m_thread->quit();
+    // The worker and its manager are deleted on the thread as it finishes.
+    m_thread->wait();
+}
+
+void QtHttpNetworkService::shutdown()
+{
     {
         QMutexLocker locker(&mutex);
+        if (shutting_down)
+            return;
         shutting_down = true;
     }
     if (worker != nullptr && m_thread->isRunning()) {
         Worker* w = worker;
         QMetaObject::invokeMethod(worker, [w] { w->shutdown(); }, Qt::BlockingQueuedConnection);
     }
-    m_thread->quit();
-    // The worker and its manager are deleted on the thread as it finishes.
-    m_thread->wait();
 }
 
 bool QtHttpNetworkService::isShuttingDown() const

@@ -38,7 +38,13 @@ public:
     };
 
     explicit QtHttpNetworkService(QObject* parent = nullptr);
+    // Shuts down (if not yet done), then stops the thread.
     ~QtHttpNetworkService() override;
+
+    // Refuses new exchanges (they fail at once with 5) and aborts those in
+    // flight, waking their senders with 5. The thread keeps running until
+    // destruction. Calling it again does nothing more.
+    void shutdown();
 
     // Sends one exchange and blocks until it is over; returns 0 when a reply
     // was obtained (whatever its status), else Qt's network error number. Must
