@@ -1,7 +1,7 @@
 // What the page shows for each way the entity service (or its token
 // endpoint) can misbehave, through the whole product: emulator, host,
 // plug-in, chat layer, SDK and Qt transport. One row per fault; the rows are
-// listed with their outcomes in docs/FAULT_MATRIX.md.
+// listed with their outcomes in docs/RELIABILITY.md.
 #include "e2e_fixture.h"
 
 #include <ostream>

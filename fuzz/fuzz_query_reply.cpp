@@ -1,0 +1,135 @@
+// The entities query over a fake client whose reply comes from the input:
+// the first byte picks the status (below 0xC0 a 2xx one, otherwise the next
+// byte too, for any status below 1000), the rest is the body.
+//
+// Properties:
+//  - the request is the fixed one: one POST of the empty query to the
+//    search path, with its content type;
+//  - a status outside 200 to 299 gives the error of kind 5 with the status,
+//    the whole body and the reply's headers;
+//  - a 2xx reply gives exactly what a model of the conversion built here
+//    gives: kind 7 with the whole body when it does not read, kind 7 with
+//    the root written compact when the root is not an array, kind 7 with
+//    the first bad element written compact, otherwise every element as a
+//    record, never part of the list;
+//  - entities_from over the body gives the same result.
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "fake_http_client.h"
+#include "fuzz_check.h"
+#include "sdk/api/BusinessEntitiesQueryApi.h"
+#include "sdk/core/tenant.h"
+#include "sdk/json/json_reader.h"
+#include "sdk/json/json_writer.h"
+
+namespace {
+
+using tarsion::json_node;
+using tarsion::quorvel::api::BusinessEntitiesQueryApi;
+using tarsion::quorvel::dto::EntityDto;
+using entities = tarsion::expected<std::vector<EntityDto>>;
+
+constexpr const char* kBaseUrl = "http://fuzz.invalid";
+constexpr const char* kUrl =
+    "http://fuzz.invalid/api/business/quorvel/b1/v0/entities/query/vector?Skip=0&Take=1";
+
+std::string compact(const json_node& node)
+{
+    std::string out;
+    tarsion::write_json(node, out, false);
+    return out;
+}
+
+std::string written(const EntityDto& entity)
+{
+    json_node object;
+    object.is_object = true;
+    entity.to_json(object);
+    return compact(object);
+}
+
+entities modelled_conversion(const std::string& body)
+{
+    json_node root;
+    if (!tarsion::parse_json(body, root))
+        return tarsion::make_error(tarsion::error_kind::invalid_body, 0, body);
+    if (!root.is_array)
+        return tarsion::make_error(tarsion::error_kind::invalid_body, 0, compact(root));
+    std::vector<EntityDto> out(root.children.size());
+    for (std::size_t i = 0; i < out.size(); ++i) {
+        const json_node& element = root.children[i];
+        if (!element.is_object || !out[i].from_json(element))
+            return tarsion::make_error(tarsion::error_kind::invalid_body, 0, compact(element));
+    }
+    return out;
+}
+
+void check_same(const entities& actual, const entities& expected, const char* what)
+{
+    FUZZ_CHECK(actual.has_value() == expected.has_value(), what);
+    if (!actual) {
+        FUZZ_CHECK(actual.error() == expected.error(), what);
+        return;
+    }
+    FUZZ_CHECK(actual->size() == expected->size(), what);
+    for (std::size_t i = 0; i < actual->size(); ++i)
+        FUZZ_CHECK(written((*actual)[i]) == written((*expected)[i]), what);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    if (size == 0)
+        return 0;
+    tarsion::http_response reply;
+    std::size_t body_at = 1;
+    if (data[0] < 0xC0) {
+        reply.status = 200 + data[0] % 100;
+    } else {
+        const unsigned low = size > 1 ? data[1] : 0;
+        reply.status = ((static_cast<unsigned>(data[0] & 0x3F) << 8) | low) % 1000;
+        body_at = size > 1 ? 2 : 1;
+    }
+    reply.body.assign(reinterpret_cast<const char*>(data) + body_at, size - body_at);
+    reply.headers.append("Content-Type", "application/json");
+    reply.headers.append("X-Request-Id", "r1");
+    const tarsion::http_response sent_reply = reply;
+
+    auto client = std::make_shared<fuzz::fake_http_client>(std::vector{reply});
+    tarsion::tenant_base settings;
+    settings.base_url = kBaseUrl;
+    settings.http_client = client;
+    settings.business_id = "b1";
+    auto tenant = std::make_shared<tarsion::tenant>(std::move(settings));
+    tenant->sleep = [](std::uint32_t) { fuzz::fail(__FILE__, __LINE__, "sleep", "a tenant without retries never waits"); };
+
+    const BusinessEntitiesQueryApi api(tenant);
+    const entities result = api.query_vector({}, 0u, 1u);
+
+    FUZZ_CHECK(client->sends.size() == 1, "the query is sent once");
+    const fuzz::fake_http_client::sent& sent = client->sends.front();
+    FUZZ_CHECK(sent.verb == "POST" && sent.url == kUrl, "the query goes to the search path");
+    FUZZ_CHECK(sent.body == "{}", "the empty query is sent as an empty object");
+    const tarsion::http::header* type = sent.headers.find("Content-Type");
+    FUZZ_CHECK(type != nullptr && type->second == "application/json", "the body is sent as JSON");
+
+    if (sent_reply.status < 200 || sent_reply.status > 299) {
+        FUZZ_CHECK(!result, "a status outside 2xx is an error");
+        const tarsion::error expected{tarsion::error_kind::http_status, sent_reply.status, sent_reply.body,
+                                      sent_reply.headers};
+        FUZZ_CHECK(result.error() == expected, "a status error carries the status, the body and the headers");
+        return 0;
+    }
+
+    const entities expected = modelled_conversion(sent_reply.body);
+    check_same(result, expected, "a 2xx reply converts as modelled");
+    check_same(BusinessEntitiesQueryApi::entities_from(sent_reply.body), expected,
+               "entities_from converts as modelled");
+    return 0;
+}
