@@ -18,8 +18,14 @@ void destroy_iteratively(std::vector<json_node>&& nodes) noexcept
         std::vector<json_node> batch = std::move(pending.back());
         pending.pop_back();
         for (json_node& node : batch) {
-            if (!node.children.empty())
+            // Large trees do not fit in the caches: ask early for what the
+            // coming frees will touch (text on the heap, the next lists).
+            __builtin_prefetch(node.key.data());
+            __builtin_prefetch(node.value.data());
+            if (!node.children.empty()) {
+                __builtin_prefetch(node.children.data());
                 pending.push_back(std::move(node.children));
+            }
         }
     }
 }
@@ -34,17 +40,6 @@ json_node::json_node(const json_node& other)
     , is_object(other.is_object)
 {
     copy_children_from(other);
-}
-
-json_node::json_node(json_node&& other) noexcept
-    : key(std::move(other.key))
-    , value(std::move(other.value))
-    , quoted(other.quoted)
-    , is_array(other.is_array)
-    , is_object(other.is_object)
-    , children(std::move(other.children))
-{
-    adopt_children();
 }
 
 json_node& json_node::operator=(const json_node& other)
@@ -78,11 +73,6 @@ json_node& json_node::operator=(json_node&& other) noexcept
     children = std::move(new_children);
     adopt_children();
     return *this;
-}
-
-json_node::~json_node()
-{
-    destroy_children();
 }
 
 json_node& json_node::add_value(std::string_view child_key, std::string_view text, bool is_quoted)
@@ -120,6 +110,23 @@ void json_node::remove_last_child() noexcept
 json_node& json_node::append_child(std::string_view child_key, std::string_view text,
                                    bool is_quoted, bool array, bool object)
 {
+    if (children.size() < children.capacity()) {
+        // No reallocation: the siblings, and any string of theirs that the
+        // key or text may view, stay where they are.
+        json_node& child = children.emplace_back();
+        try {
+            child.key.assign(child_key.data(), child_key.size());
+            child.value.assign(text.data(), text.size());
+        } catch (...) {
+            children.pop_back(); // a failed append adds nothing
+            throw;
+        }
+        child.quoted = is_quoted;
+        child.is_array = array;
+        child.is_object = object;
+        child.parent = this;
+        return child;
+    }
     // The key or text may view a sibling's strings, which growing the list
     // moves and frees: copy them before the list can grow.
     json_node fresh;

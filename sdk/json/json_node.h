@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace tarsion {
@@ -32,11 +33,27 @@ struct json_node
     json_node(const json_node& other);
     // A moved-to node is a new root too (its parent is null); a child list
     // that relocates its elements re-points them at their holder.
-    json_node(json_node&& other) noexcept;
+    json_node(json_node&& other) noexcept
+        : key(std::move(other.key))
+        , value(std::move(other.value))
+        , quoted(other.quoted)
+        , is_array(other.is_array)
+        , is_object(other.is_object)
+        , children(std::move(other.children))
+    {
+        if (!children.empty())
+            adopt_children();
+    }
     // Assignment replaces the content and keeps this node's place in its tree.
     json_node& operator=(const json_node& other);
     json_node& operator=(json_node&& other) noexcept;
-    ~json_node();
+    // Inline, like the move above, because whole child lists are moved and
+    // destroyed node by node and most nodes have no children.
+    ~json_node()
+    {
+        if (!children.empty())
+            destroy_children();
+    }
 
     json_node& add_value(std::string_view child_key, std::string_view text, bool is_quoted);
     json_node& add_array(std::string_view child_key);

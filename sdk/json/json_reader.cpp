@@ -1,8 +1,13 @@
 #include "sdk/json/json_reader.h"
 
 #include <array>
+#include <cstdint>
 #include <cstring>
+#include <functional>
+#include <iterator>
+#include <vector>
 
+#include "sdk/json/byte_words.h"
 #include "sdk/json/unicode_escapes.h"
 
 namespace tarsion {
@@ -12,9 +17,9 @@ struct token
 {
     const char* begin = nullptr;
     const char* end = nullptr;
+    bool has_backslash = false; // the span holds a backslash: unescaping is needed
 
     char first() const noexcept { return *begin; }
-    bool closes() const noexcept { return *begin == ']' || *begin == '}'; }
 };
 
 bool is_number_byte(char c) noexcept
@@ -22,76 +27,167 @@ bool is_number_byte(char c) noexcept
     return (c >= '0' && c <= '9') || c == '+' || c == '-' || c == '.' || c == 'E' || c == 'e';
 }
 
-bool starts_with(const char* p, const char* word, std::size_t length) noexcept
+// Compares byte by byte and stops at the first difference, so it never reads
+// past the zero that ends the text.
+template <std::size_t N>
+bool starts_with(const char* p, const char (&word)[N]) noexcept
 {
-    // strncmp stops at the text's terminating zero, so it never reads past it.
-    return std::strncmp(p, word, length) == 0;
+    for (std::size_t i = 0; i + 1 < N; ++i) {
+        if (p[i] != word[i])
+            return false;
+    }
+    return true;
+}
+
+const char* skip_space(const char* s) noexcept
+{
+    while (*s != 0 && static_cast<signed char>(*s) < 33)
+        ++s;
+    return s;
+}
+
+using byte_words::kHighBits;
+using byte_words::kOnes;
+
+constexpr std::uint64_t zero_bytes(std::uint64_t w) noexcept
+{
+    return (w - kOnes) & ~w & kHighBits;
+}
+
+// Where a string token's scan must stop: a double quote, a backslash or the
+// zero that ends the text.
+constexpr std::uint64_t string_stops(std::uint64_t w) noexcept
+{
+    return zero_bytes(w) | zero_bytes(w ^ (kOnes * '"')) | zero_bytes(w ^ (kOnes * '\\'));
+}
+
+// Skips the bytes of a string token that cannot end it, a word at a time
+// while a whole word lies before `end` (where the text's zero terminator
+// sits). Returns the first byte that may stop the scan.
+[[gnu::always_inline]] inline const char* skip_string_bytes(const char* e, const char* const end) noexcept
+{
+    while (end - e >= 8) {
+        const std::uint64_t stops = string_stops(byte_words::load(e));
+        if (stops != 0)
+            return e + byte_words::clean_prefix(stops);
+        e += 8;
+    }
+    return e;
 }
 
 // Finds the token at or after `p`; on success `p` moves past it. The text is
-// zero-terminated.
-bool next_token(const char*& p, token& out) noexcept
+// zero-terminated at `end` (and may hold an earlier zero, which ends it too).
+// Inlined into the parser's loop, which calls it once per token.
+[[gnu::always_inline]] inline bool next_token(const char*& p, const char* const end, token& out) noexcept
 {
-    const char* s = p;
-    while (*s != 0 && static_cast<signed char>(*s) < 33)
-        ++s;
+    const char* const s = skip_space(p);
     if (*s == 0)
         return false;
 
     const char* e = s + 1;
+    bool has_backslash = false;
     switch (*s) {
     case '[': case '{': case '}': case ']': case ',': case ':':
         break;
     case '"':
-        for (;; ++e) {
-            if (*e == 0)
+        for (;;) {
+            e = skip_string_bytes(e, end);
+            const char c = *e;
+            if (c == '"')
+                break;
+            if (c == 0)
                 return false;
-            if (*e == '\\') {
+            if (c == '\\') {
+                has_backslash = true;
                 ++e;
                 if (*e == 0)
                     return false;
-                continue;
             }
-            if (*e == '"')
-                break;
+            ++e;
         }
         ++e;
         break;
     default:
-        if (starts_with(s, "true", 4) || starts_with(s, "null", 4))
+        if (starts_with(s, "true") || starts_with(s, "null"))
             e = s + 4;
-        else if (starts_with(s, "false", 5))
+        else if (starts_with(s, "false"))
             e = s + 5;
         else if (is_number_byte(*s)) {
             while (is_number_byte(*e))
                 ++e;
+        } else {
+            has_backslash = *s == '\\';
         }
         break;
     }
-    out = {s, e};
+    out = {s, e, has_backslash};
     p = e;
     return true;
 }
 
-bool has_token_at(const char* p) noexcept
+bool has_token_at(const char* p, const char* end) noexcept
 {
     token ignored;
-    return next_token(p, ignored);
+    return next_token(p, end, ignored);
+}
+
+// Whether the next token is a closing bracket. Only its first byte decides,
+// so there is no need to find where it ends.
+bool closing_token_at(const char* p) noexcept
+{
+    const char c = *skip_space(p);
+    return c == ']' || c == '}';
 }
 
 enum class expect { next = 0, key = 1, value = 2, colon = 3 };
 
+// The members of every open container are collected on one scratch list and
+// moved into their container, with one exact allocation, when it closes: no
+// child list ever grows element by element (moving and re-pointing all the
+// siblings each time) or keeps unused capacity. The parser keeps its own
+// stack of open containers instead of climbing through `parent`, and sets
+// the `parent` of every member as it moves it into place.
+//
+// The current child is always either the root or the last node of the
+// scratch list, and the current container is the top of the stack. The tree
+// comes out as if every node had been appended to its container at once,
+// including the placeholder slots and their removal on close; after a syntax
+// error the open containers get the members read so far, as they would have.
 class parser
 {
 public:
-    explicit parser(json_node& root) : root_(root), container_(&root) {}
+    parser(json_node& root, const char* end) : root_(root), end_(end)
+    {
+        scratch_.reserve(64);
+        frames_.push_back({kRoot, 0});
+        take_existing_children(root_);
+    }
 
     // Runs the token loop from `p`; returns where it stopped, or null on error.
     const char* run(const char* p)
     {
+        const char* const stop = loop(p);
+        if (stop == nullptr)
+            abandon();
+        return stop;
+    }
+
+private:
+    static constexpr std::size_t kRoot = static_cast<std::size_t>(-1);
+
+    struct frame
+    {
+        std::size_t holder; // index of the container on the scratch list, or kRoot
+        std::size_t first;  // index of its first member on the scratch list
+    };
+
+    enum class child_at { none, root, last };
+
+    const char* loop(const char* p)
+    {
         for (;;) {
             token t;
-            if (!next_token(p, t))
+            if (!next_token(p, end_, t))
                 return nullptr;
             ++token_count_;
             switch (t.first()) {
@@ -107,8 +203,7 @@ public:
             case '}':
                 if (state_ == expect::colon)
                     return nullptr;
-                close();
-                if (container_ == nullptr)
+                if (close())
                     return p;
                 break;
             case ',':
@@ -122,9 +217,12 @@ public:
                 break;
             default:
                 if (first_token() && state_ == expect::next) {
-                    // The whole text is one scalar.
+                    // The whole text is one scalar; setting it destroys
+                    // whatever the root held.
+                    frames_.clear();
+                    scratch_.clear();
                     assign_scalar(root_, t);
-                    return has_token_at(p) ? nullptr : p;
+                    return has_token_at(p, end_) ? nullptr : p;
                 }
                 if (!scalar(t))
                     return nullptr;
@@ -133,8 +231,11 @@ public:
         }
     }
 
-private:
     bool first_token() const noexcept { return token_count_ == 1; }
+
+    json_node& holder(const frame& f) noexcept { return f.holder == kRoot ? root_ : scratch_[f.holder]; }
+
+    std::size_t member_count() const noexcept { return scratch_.size() - frames_.back().first; }
 
     static void make_container(json_node& node, bool object) noexcept
     {
@@ -143,7 +244,47 @@ private:
         node.value.clear();
     }
 
-    json_node& add_placeholder() { return container_->add_value({}, {}, true); }
+    void add_placeholder()
+    {
+        scratch_.emplace_back();
+        child_ = child_at::last;
+    }
+
+    // A container that is opened again keeps its members and gets more.
+    void take_existing_children(json_node& node)
+    {
+        if (node.children.empty())
+            return;
+        std::vector<json_node> existing = std::move(node.children);
+        node.children = {};
+        for (json_node& member : existing)
+            scratch_.push_back(std::move(member)); // may move `node`
+    }
+
+    // Moves the members of the innermost open container into it.
+    void settle_top()
+    {
+        const frame f = frames_.back();
+        frames_.pop_back();
+        json_node& container = holder(f);
+        const std::size_t count = scratch_.size() - f.first;
+        if (count == 0)
+            return;
+        std::vector<json_node>& children = container.children;
+        const std::size_t before = children.size();
+        children.reserve(before + count);
+        const auto from = scratch_.begin() + static_cast<std::ptrdiff_t>(f.first);
+        children.insert(children.end(), std::make_move_iterator(from), std::make_move_iterator(scratch_.end()));
+        for (std::size_t i = before; i < children.size(); ++i)
+            children[i].parent = &container;
+        scratch_.erase(from, scratch_.end());
+    }
+
+    void abandon()
+    {
+        while (!frames_.empty())
+            settle_top();
+    }
 
     bool open(bool object)
     {
@@ -153,61 +294,74 @@ private:
             make_container(root_, object);
             // An object's first key creates its member (see scalar()); an
             // array gets its first element slot at once.
-            child_ = object ? &root_ : &add_placeholder();
+            if (object)
+                child_ = child_at::root;
+            else
+                add_placeholder();
+        } else if (child_ == child_at::none) {
+            return false;
+        } else if (child_ == child_at::root) {
+            // Only an object root that has no member yet is its own current
+            // child, and it is already the open container.
+            make_container(root_, object);
+            add_placeholder();
         } else {
-            if (child_ == nullptr)
-                return false;
-            make_container(*child_, object);
-            container_ = child_;
-            child_ = &add_placeholder();
+            const std::size_t index = scratch_.size() - 1;
+            make_container(scratch_[index], object);
+            frames_.push_back({index, index + 1});
+            take_existing_children(scratch_[index]);
+            add_placeholder();
         }
         state_ = object ? expect::key : expect::value;
         return true;
     }
 
-    void close() noexcept
+    // Returns true when the root was closed.
+    bool close()
     {
-        json_node& closed = *container_;
-        if (closed.value.empty() && (closed.is_array || closed.is_object)
-            && closed.children.size() == 1) {
-            const json_node& only = closed.children.front();
+        const frame& f = frames_.back();
+        const json_node& closing = holder(f);
+        if (closing.value.empty() && (closing.is_array || closing.is_object) && member_count() == 1) {
+            const json_node& only = scratch_.back();
             // The slot made for a first element that never came: "[]" or "{}".
-            if (only.key.empty() && only.value.empty() && only.children.empty()
-                && !only.is_array && !only.is_object)
-                closed.remove_last_child();
+            if (only.key.empty() && only.value.empty() && only.children.empty() && !only.is_array
+                && !only.is_object)
+                scratch_.pop_back();
         }
-        child_ = &closed;
-        container_ = closed.parent;
+        const bool root_closed = f.holder == kRoot;
+        settle_top();
+        child_ = root_closed ? child_at::root : child_at::last;
         state_ = expect::next;
+        return root_closed;
     }
 
     bool comma(const char* p)
     {
-        if (state_ != expect::next || container_->children.empty())
+        if (state_ != expect::next || member_count() == 0)
             return false;
-        state_ = container_->children.front().key.empty() ? expect::value : expect::key;
-        token ahead;
-        if (next_token(p, ahead) && ahead.closes()) {
+        state_ = scratch_[frames_.back().first].key.empty() ? expect::value : expect::key;
+        if (closing_token_at(p)) {
             state_ = expect::next; // a trailing comma
             return true;
         }
-        child_ = &add_placeholder();
+        add_placeholder();
         return true;
     }
 
     bool scalar(const token& t)
     {
-        if (child_ == nullptr)
+        if (child_ == child_at::none)
             return false;
-        if (child_ == container_)
-            child_ = &add_placeholder();
+        if (child_ == child_at::root)
+            add_placeholder();
+        json_node& child = scratch_.back();
         switch (state_) {
         case expect::key:
-            unescape_into(child_->key, content(t));
+            assign_text(child.key, content(t), t.has_backslash);
             state_ = expect::colon;
             return true;
         case expect::value:
-            assign_scalar(*child_, t);
+            assign_scalar(child, t);
             state_ = expect::next;
             return true;
         default:
@@ -227,15 +381,40 @@ private:
         return {t.begin, static_cast<std::size_t>(t.end - t.begin)};
     }
 
+    static void assign_text(std::string& out, std::string_view span, bool has_backslash)
+    {
+        if (has_backslash) {
+            unescape_into(out, span);
+            return;
+        }
+        // Cheaper than assign(), whose general path allows for the source
+        // overlapping the string. The size handed to the operation is not
+        // used: GCC 12's library passes the grown capacity instead.
+        out.resize_and_overwrite(span.size(), [span](char* buffer, std::size_t) noexcept {
+            std::memcpy(buffer, span.data(), span.size());
+            return span.size();
+        });
+    }
+
     static void assign_scalar(json_node& node, const token& t)
     {
-        node.set_value({}, is_quoted(t));
-        unescape_into(node.value, content(t));
+        const bool quoted = is_quoted(t);
+        if (node.children.empty()) {
+            // What set_value does, minus destroying children there are none of.
+            node.quoted = quoted;
+            node.is_array = false;
+            node.is_object = false;
+        } else {
+            node.set_value({}, quoted);
+        }
+        assign_text(node.value, content(t), t.has_backslash);
     }
 
     json_node& root_;
-    json_node* container_;
-    json_node* child_ = nullptr;
+    const char* const end_;
+    std::vector<json_node> scratch_;
+    std::vector<frame> frames_;
+    child_at child_ = child_at::none;
     expect state_ = expect::next;
     std::size_t token_count_ = 0;
 };
@@ -277,36 +456,42 @@ char unescaped(char c) noexcept
 bool parse_json(const std::string& text, json_node& root)
 {
     std::string decoded;
-    const char* start = decode_unicode_escapes(text, decoded) ? decoded.c_str() : text.c_str();
+    const std::string& source = decode_unicode_escapes(text, decoded) ? decoded : text;
+    const char* const end = source.data() + source.size();
     root.parent = nullptr;
-    parser p(root);
-    const char* stop = p.run(start);
-    return stop != nullptr && !has_token_at(stop);
+    parser p(root, end);
+    const char* stop = p.run(source.c_str());
+    return stop != nullptr && !has_token_at(stop, end);
 }
 
 void unescape_into(std::string& out, std::string_view span)
 {
-    const char* run = span.data();
-    const char* const end = run + span.size();
-    const void* first = std::memchr(run, '\\', span.size());
-    if (first == nullptr) {
-        out.assign(run, end);
+    // Unescaping never lengthens the text, so its size is a bound. The span
+    // may view `out` itself, so the result is built apart when it might.
+    const auto unescape = [span](char* buffer, std::size_t) noexcept {
+        const char* run = span.data();
+        const char* const end = run + span.size();
+        char* out_end = buffer;
+        while (run != end) {
+            const void* hit = std::memchr(run, '\\', static_cast<std::size_t>(end - run));
+            const char* const slash = hit != nullptr ? static_cast<const char*>(hit) : end;
+            std::memcpy(out_end, run, static_cast<std::size_t>(slash - run));
+            out_end += slash - run;
+            if (slash == end || slash + 1 == end)
+                break; // a backslash at the very end is dropped
+            *out_end++ = unescaped(slash[1]);
+            run = slash + 2;
+        }
+        return static_cast<std::size_t>(out_end - buffer);
+    };
+    const std::less<const char*> before;
+    if (!before(span.data(), out.data()) && !before(out.data() + out.size(), span.data())) {
+        std::string result;
+        result.resize_and_overwrite(span.size(), unescape);
+        out = std::move(result);
         return;
     }
-    out.clear();
-    out.reserve(span.size());
-    for (const char* p = static_cast<const char*>(first); p != end; ++p) {
-        if (*p != '\\')
-            continue;
-        out.append(run, p);
-        if (++p == end) {
-            run = end;
-            break;
-        }
-        out.push_back(unescaped(*p));
-        run = p + 1;
-    }
-    out.append(run, end);
+    out.resize_and_overwrite(span.size(), unescape);
 }
 
 std::string unescape_text(std::string_view span)
