@@ -3,19 +3,10 @@
 #include <cstdint>
 #include <cstring>
 
+#include "sdk/json/hex_digit.h"
+
 namespace tarsion {
 namespace {
-
-int hex_digit(char c) noexcept
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
 
 bool is_escape_start(std::string_view text, std::size_t i) noexcept
 {
@@ -29,7 +20,7 @@ bool read_unit(std::string_view text, std::size_t i, std::uint32_t& unit) noexce
         return false;
     unit = 0;
     for (std::size_t k = i + 2; k < i + 6; ++k) {
-        const int d = hex_digit(text[k]);
+        const int d = detail::hex_digit(text[k]);
         if (d < 0)
             return false;
         unit = (unit << 4) | static_cast<std::uint32_t>(d);

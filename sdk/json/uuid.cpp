@@ -1,5 +1,7 @@
 #include "sdk/json/uuid.h"
 
+#include "sdk/json/hex_digit.h"
+
 namespace tarsion {
 namespace {
 
@@ -8,17 +10,6 @@ constexpr char kDigits[] = "0123456789abcdef";
 constexpr bool is_dash_position(std::size_t i) noexcept
 {
     return i == 8 || i == 13 || i == 18 || i == 23;
-}
-
-int hex_value(char c) noexcept
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
 }
 
 } // namespace
@@ -61,7 +52,7 @@ bool parse_uuid(std::string_view text, uuid& out) noexcept
                 return false;
             continue;
         }
-        const int v = hex_value(text[i]);
+        const int v = detail::hex_digit(text[i]);
         if (v < 0)
             return false;
         std::uint64_t& word = digit < 16 ? parsed.high : parsed.low;
