@@ -27,7 +27,7 @@ const QString kAttached =
 
 // A back end that does nothing but report its destruction, and what the
 // service's adapter was at that moment.
-class TracedBackend final : public IChatBackend
+class TracedBackend final : public ResolveOnlyBackend
 {
 public:
     TracedBackend(std::function<void()> onDestroyed) : m_onDestroyed(std::move(onDestroyed)) {}
@@ -38,19 +38,6 @@ public:
     }
 
     QFuture<Result<Chat>> resolveChat() override { return readyFuture(Result<Chat>()); }
-    QFuture<Result<MessagesPage>> listMessages(const ListMessagesRequest&) override { return {}; }
-    QFuture<Result<Message>> postMessage(const MessageDraftRequest&) override { return {}; }
-    QFuture<Result<Message>> patchMessage(const Message&) override { return {}; }
-    QFuture<Result<Unit>> deleteMessage(const QUuid&) override { return {}; }
-    QFuture<Result<Attachment>> uploadAttachment(const AttachmentUploadRequest&) override
-    {
-        return {};
-    }
-    QFuture<Result<Attachment>> downloadAttachment(const AttachmentDownloadRequest&) override
-    {
-        return {};
-    }
-    QFuture<Result<Draft>> saveDraft(const DraftSaveRequest&) override { return {}; }
 
 private:
     std::function<void()> m_onDestroyed;

@@ -16,6 +16,7 @@
 
 #include "chat/ChatKind.h"
 #include "chat/ErrorKind.h"
+#include "chat/IChatBackend.h"
 #include "chat/Result.h"
 #include "support/qt/OffThread.h"
 
@@ -134,5 +135,25 @@ inline int watchdogMs()
 {
     return int(kWatchdog.count());
 }
+
+// A back end for tests of what sits above it: only resolveChat() matters;
+// the operations that are not built hand back empty futures.
+class ResolveOnlyBackend : public QuorvelChat::IChatBackend
+{
+public:
+    QFuture<QuorvelChat::Result<QuorvelChat::MessagesPage>> listMessages(
+        const QuorvelChat::ListMessagesRequest&) override { return {}; }
+    QFuture<QuorvelChat::Result<QuorvelChat::Message>> postMessage(
+        const QuorvelChat::MessageDraftRequest&) override { return {}; }
+    QFuture<QuorvelChat::Result<QuorvelChat::Message>> patchMessage(
+        const QuorvelChat::Message&) override { return {}; }
+    QFuture<QuorvelChat::Result<QuorvelChat::Unit>> deleteMessage(const QUuid&) override { return {}; }
+    QFuture<QuorvelChat::Result<QuorvelChat::Attachment>> uploadAttachment(
+        const QuorvelChat::AttachmentUploadRequest&) override { return {}; }
+    QFuture<QuorvelChat::Result<QuorvelChat::Attachment>> downloadAttachment(
+        const QuorvelChat::AttachmentDownloadRequest&) override { return {}; }
+    QFuture<QuorvelChat::Result<QuorvelChat::Draft>> saveDraft(
+        const QuorvelChat::DraftSaveRequest&) override { return {}; }
+};
 
 } // namespace QuorvelChatTest
