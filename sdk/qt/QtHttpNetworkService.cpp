@@ -1,5 +1,8 @@
 #include "sdk/qt/QtHttpNetworkService.h"
 
+#include <algorithm>
+#include <string>
+
 #include <QCoreApplication>
 #include <QMetaEnum>
 #include <QMutexLocker>
@@ -37,6 +40,25 @@ public:
 private:
     QSemaphore& m_done;
 };
+
+// Reads what the reply holds straight into the response, without the
+// intermediate QByteArray that readAll() would make: for a large reply that
+// copy is a whole extra body alive at once.
+void readBody(QNetworkReply& reply, std::string& body)
+{
+    body.clear();
+    for (qint64 available = reply.bytesAvailable(); available > 0; available = reply.bytesAvailable()) {
+        const std::size_t before = body.size();
+        qint64 got = 0;
+        body.resize_and_overwrite(before + static_cast<std::size_t>(available),
+                                  [&](char* buffer, std::size_t) {
+                                      got = reply.read(buffer + before, available);
+                                      return before + static_cast<std::size_t>(std::max<qint64>(got, 0));
+                                  });
+        if (got <= 0)
+            break;
+    }
+}
 
 } // namespace
 
@@ -146,7 +168,7 @@ void QtHttpNetworkService::Worker::finishRequest(QNetworkReply* reply, HttpBodyD
     response.headers = {};
     for (const auto& [name, value] : reply->rawHeaderPairs())
         response.headers.append(name.toStdString(), value.toStdString());
-    response.body = reply->readAll().toStdString();
+    readBody(*reply, response.body);
 
     if (device != nullptr)
         device->detach();

@@ -115,6 +115,20 @@ TEST_F(TransportReply, CarriesStatusBodyAndEveryRawHeaderInOrder)
                                      Pair("X-A", "1"), Pair("Content-Length", "12")));
 }
 
+TEST_F(TransportReply, LargeBodyArrivesWholeWithEveryByte)
+{
+    // Several MiB reach the reply in many network chunks; every byte value,
+    // zero included, must come through in order.
+    std::string body(3 * 1024 * 1024 + 17, '\0');
+    for (std::size_t i = 0; i < body.size(); ++i)
+        body[i] = static_cast<char>((i * 131 + i / 4099) & 0xFF);
+    server.push({200, {}, QByteArray::fromStdString(body)});
+    const Exchange e = send("GET", url("/large"));
+    ASSERT_EQ(e.result, 0);
+    ASSERT_EQ(e.response.body.size(), body.size());
+    EXPECT_TRUE(e.response.body == body);
+}
+
 TEST_F(TransportReply, RepeatedHeaderKeepsEveryValueInOrder)
 {
     // Qt folds a repeated reply header into one, values joined in order; the
