@@ -1,5 +1,7 @@
 #include "sdk/json/uuid.h"
 
+#include <array>
+
 #include "sdk/json/hex_digit.h"
 
 namespace tarsion {
@@ -7,9 +9,48 @@ namespace {
 
 constexpr char kDigits[] = "0123456789abcdef";
 
-constexpr bool is_dash_position(std::size_t i) noexcept
+// Where each of the 32 digits sits in the 8-4-4-4-12 text; the first 16 make
+// the high word. A fixed table lets both loops unroll without a test per
+// character for the dashes.
+constexpr std::array<std::uint8_t, 32> kDigitPositions = [] {
+    std::array<std::uint8_t, 32> positions{};
+    std::uint8_t at = 0;
+    for (std::uint8_t& p : positions) {
+        if (at == 8 || at == 13 || at == 18 || at == 23)
+            ++at;
+        p = at++;
+    }
+    return positions;
+}();
+
+// Every byte's digit value, 0xFF for a byte that is not a digit.
+constexpr std::array<std::uint8_t, 256> kDigitValues = [] {
+    std::array<std::uint8_t, 256> values{};
+    for (unsigned c = 0; c < 256; ++c) {
+        const int v = detail::hex_digit(static_cast<char>(c));
+        values[c] = v < 0 ? 0xFF : static_cast<std::uint8_t>(v);
+    }
+    return values;
+}();
+
+void format_word(char* text, std::uint64_t word, std::size_t first) noexcept
 {
-    return i == 8 || i == 13 || i == 18 || i == 23;
+#pragma GCC unroll 16
+    for (std::size_t i = 0; i < 16; ++i)
+        text[kDigitPositions[first + i]] = kDigits[(word >> (60 - 4 * i)) & 0xF];
+}
+
+// ORs every digit value into `seen`, so one test at the end finds a bad byte.
+std::uint64_t parse_word(std::string_view text, std::size_t first, unsigned& seen) noexcept
+{
+    std::uint64_t word = 0;
+#pragma GCC unroll 16
+    for (std::size_t i = 0; i < 16; ++i) {
+        const std::uint8_t v = kDigitValues[static_cast<unsigned char>(text[kDigitPositions[first + i]])];
+        seen |= v;
+        word = (word << 4) | (v & 0xFu);
+    }
+    return word;
 }
 
 } // namespace
@@ -17,17 +58,9 @@ constexpr bool is_dash_position(std::size_t i) noexcept
 void append_uuid(std::string& out, const uuid& id)
 {
     char text[36];
-    std::size_t digit = 0;
-    for (std::size_t i = 0; i < 36; ++i) {
-        if (is_dash_position(i)) {
-            text[i] = '-';
-            continue;
-        }
-        const std::uint64_t word = digit < 16 ? id.high : id.low;
-        const unsigned shift = 60 - 4 * static_cast<unsigned>(digit % 16);
-        text[i] = kDigits[(word >> shift) & 0xF];
-        ++digit;
-    }
+    text[8] = text[13] = text[18] = text[23] = '-';
+    format_word(text, id.high, 0);
+    format_word(text, id.low, 16);
     out.append(text, sizeof text);
 }
 
@@ -42,23 +75,12 @@ std::string format_uuid(const uuid& id)
 bool parse_uuid(std::string_view text, uuid& out) noexcept
 {
     out = {};
-    if (text.size() != 36)
+    if (text.size() != 36 || text[8] != '-' || text[13] != '-' || text[18] != '-' || text[23] != '-')
         return false;
-    uuid parsed;
-    std::size_t digit = 0;
-    for (std::size_t i = 0; i < 36; ++i) {
-        if (is_dash_position(i)) {
-            if (text[i] != '-')
-                return false;
-            continue;
-        }
-        const int v = detail::hex_digit(text[i]);
-        if (v < 0)
-            return false;
-        std::uint64_t& word = digit < 16 ? parsed.high : parsed.low;
-        word = (word << 4) | static_cast<std::uint64_t>(v);
-        ++digit;
-    }
+    unsigned seen = 0;
+    const uuid parsed{parse_word(text, 0, seen), parse_word(text, 16, seen)};
+    if (seen > 0xF)
+        return false;
     out = parsed;
     return true;
 }
