@@ -1,9 +1,12 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <tuple>
 #include <vector>
 
@@ -103,17 +106,41 @@ void write_entry(const Record& record, const field_entry<Record, Field>& entry,
 }
 
 template <class Record, class Field>
-void read_entry(Record& record, const field_entry<Record, Field>& entry,
-                const json_node& object, bool& ok)
+void read_entry(Record& record, const field_entry<Record, Field>& entry, const json_node* member,
+                bool& ok)
 {
     Field& f = record.*entry.member;
     f.reset();
-    const json_node* member = find_child(object, entry.key, false);
     // After the first failure, found members are ignored: those fields stay
     // absent.
     if (member == nullptr || !ok)
         return;
     ok = read_field(*member, f);
+}
+
+// The JSON keys of a field table, in its order.
+template <class Table>
+constexpr auto table_keys(const Table& table)
+{
+    return std::apply(
+        [](const auto&... entry) {
+            return std::array<std::string_view, sizeof...(entry)>{std::string_view(entry.key)...};
+        },
+        table);
+}
+
+// Members are looked up ignoring case, so no two keys of one record may
+// differ only in case.
+template <std::size_t N>
+constexpr bool keys_distinct_ignoring_case(const std::array<std::string_view, N>& keys)
+{
+    for (std::size_t i = 0; i < N; ++i) {
+        for (std::size_t j = i + 1; j < N; ++j) {
+            if (equals_ignoring_ascii_case(keys[i], keys[j]))
+                return false;
+        }
+    }
+    return true;
 }
 
 } // namespace detail
@@ -127,10 +154,17 @@ class record : public dto_base
 public:
     bool from_json(const json_node& object) override
     {
+        static constexpr auto keys = detail::table_keys(Derived::fields());
+        static_assert(detail::keys_distinct_ignoring_case(keys), "two keys differ only in case");
+        std::array<const json_node*, keys.size()> members;
+        find_children(object, keys, members);
+
         auto& self = static_cast<Derived&>(*this);
         bool ok = true;
-        std::apply([&](const auto&... entry) { (detail::read_entry(self, entry, object, ok), ...); },
-                   Derived::fields());
+        std::size_t index = 0;
+        std::apply(
+            [&](const auto&... entry) { (detail::read_entry(self, entry, members[index++], ok), ...); },
+            Derived::fields());
         return ok;
     }
 

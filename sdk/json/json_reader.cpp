@@ -1,6 +1,6 @@
 #include "sdk/json/json_reader.h"
 
-#include <array>
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <functional>
@@ -419,26 +419,6 @@ private:
     std::size_t token_count_ = 0;
 };
 
-constexpr std::array<unsigned char, 256> make_lower_table()
-{
-    std::array<unsigned char, 256> table{};
-    for (unsigned i = 0; i < 256; ++i)
-        table[i] = static_cast<unsigned char>(i >= 'A' && i <= 'Z' ? i - 'A' + 'a' : i);
-    return table;
-}
-constexpr std::array<unsigned char, 256> kLower = make_lower_table();
-
-bool equals_ignoring_ascii_case(std::string_view a, std::string_view b) noexcept
-{
-    if (a.size() != b.size())
-        return false;
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        if (kLower[static_cast<unsigned char>(a[i])] != kLower[static_cast<unsigned char>(b[i])])
-            return false;
-    }
-    return true;
-}
-
 char unescaped(char c) noexcept
 {
     switch (c) {
@@ -508,6 +488,34 @@ const json_node* find_child(const json_node& node, std::string_view key, bool ca
             return &child;
     }
     return nullptr;
+}
+
+void find_children(const json_node& node, std::span<const std::string_view> keys,
+                   std::span<const json_node*> found) noexcept
+{
+    std::fill(found.begin(), found.end(), nullptr);
+    std::size_t missing = keys.size();
+    std::size_t next = 0; // the key after the one matched last
+    for (const json_node& child : node.children) {
+        if (missing == 0)
+            break;
+        std::size_t match = keys.size();
+        if (next < keys.size() && found[next] == nullptr && equals_ignoring_ascii_case(child.key, keys[next])) {
+            match = next;
+        } else {
+            for (std::size_t k = 0; k < keys.size(); ++k) {
+                if (found[k] == nullptr && equals_ignoring_ascii_case(child.key, keys[k])) {
+                    match = k;
+                    break;
+                }
+            }
+        }
+        if (match == keys.size())
+            continue;
+        found[match] = &child;
+        next = match + 1;
+        --missing;
+    }
 }
 
 bool parse_int64(std::string_view text, std::int64_t& out) noexcept

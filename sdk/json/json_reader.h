@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -24,6 +26,30 @@ void unescape_into(std::string& out, std::string_view span);
 // First child whose key matches; the case-insensitive form folds only the
 // ASCII letters A to Z.
 const json_node* find_child(const json_node& node, std::string_view key, bool case_sensitive) noexcept;
+
+// For every key, what find_child(node, key, false) gives, in one pass over
+// the children: cheap when the members come in the keys' order, as a record's
+// do. The keys must differ from one another ignoring ASCII case; `found`
+// has one slot per key.
+void find_children(const json_node& node, std::span<const std::string_view> keys,
+                   std::span<const json_node*> found) noexcept;
+
+// Equality that folds only the ASCII letters A to Z.
+constexpr bool equals_ignoring_ascii_case(std::string_view a, std::string_view b) noexcept
+{
+    if (a.size() != b.size())
+        return false;
+    // Keys nearly always come spelled as expected; one block compare settles
+    // those without folding byte by byte.
+    if (a == b)
+        return true;
+    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        if (lower(a[i]) != lower(b[i]))
+            return false;
+    }
+    return true;
+}
 
 // Optional "-" and decimal digits only, within the signed 64-bit range.
 bool parse_int64(std::string_view text, std::int64_t& out) noexcept;
