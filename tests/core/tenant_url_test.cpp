@@ -95,6 +95,8 @@ INSTANTIATE_TEST_SUITE_P(
         // At the very start only the placeholder goes; the slash after it
         // stays and makes the rest a path again.
         url_case{"EmptyIdAtTheVeryStart", "https://h/", "", "", "{businessId}/x", "https://h/x"},
+        // Nothing is left of the path, and an empty path is no URL at all.
+        url_case{"EmptyIdAsTheWholePath", "https://h/", "", "", "{businessId}", ""},
         url_case{"IdAtTheVeryStartMakesAWholeUrl", "https://h/", "b1", "", "{businessId}/x",
                  "b1/x"},
         url_case{"EmptyIdDropsTheByteAfterWhateverItIs", "https://h", "", "",
@@ -112,33 +114,6 @@ INSTANTIATE_TEST_SUITE_P(
         url_case{"OtherSpellingIsNotAPlaceholder", "https://h", "b1", "", "/x/{businessid}/y",
                  "https://h/x/{businessid}/y"}),
     [](const auto& info) { return std::string(info.param.name); });
-
-// The pieces are public for the API classes; they must agree with what the
-// pipeline does as a whole.
-TEST(TenantUrlPieces, BusinessIdValue)
-{
-    EXPECT_EQ(pipeline::business_id_value("b1", "eu"), "b1.eu");
-    EXPECT_EQ(pipeline::business_id_value("b1", ""), "b1");
-    EXPECT_EQ(pipeline::business_id_value("", "eu"), "");
-    EXPECT_EQ(pipeline::business_id_value("", ""), "");
-}
-
-TEST(TenantUrlPieces, SubstituteBusinessId)
-{
-    EXPECT_EQ(pipeline::substitute_business_id("/a/{businessId}/b", "id"), "/a/id/b");
-    EXPECT_EQ(pipeline::substitute_business_id("/a/{businessId}/b", ""), "/a/b");
-    EXPECT_EQ(pipeline::substitute_business_id("{businessId}", ""), "");
-    EXPECT_EQ(pipeline::substitute_business_id("{businessId}", "id"), "id");
-    EXPECT_EQ(pipeline::substitute_business_id("?{businessId}", "id"), "?{businessId}");
-}
-
-TEST(TenantUrlPieces, JoinUrl)
-{
-    EXPECT_EQ(pipeline::join_url("https://h/", "/p"), "https://h/p");
-    EXPECT_EQ(pipeline::join_url("https://h", "/p"), "https://h/p");
-    EXPECT_EQ(pipeline::join_url("https://h/", "p"), "p");
-    EXPECT_EQ(pipeline::join_url("https://h/", ""), "");
-}
 
 } // namespace
 } // namespace tarsion
