@@ -147,60 +147,48 @@ private:
     std::size_t position_ = 0;
 };
 
-std::vector<std::pair<std::int32_t, std::int32_t>> expected_uuid_draws()
+// 31 draws: the "4" of the third group is fixed, and the first digit of the
+// fourth group (the 16th draw) picks from "89ab".
+std::vector<std::int32_t> uuid_answers(std::int32_t variant, bool counting)
 {
-    // 31 draws: the "4" of the third group is fixed, and the first digit of
-    // the fourth group (the 16th draw) picks from "89ab".
-    std::vector<std::pair<std::int32_t, std::int32_t>> draws(31, {0, 15});
-    draws[15] = {0, 3};
-    return draws;
-}
-
-TEST(RandomUuid, DigitsAreDrawnLeftToRight)
-{
-    // Digit draws count up; the variant draw answers 2, the third of "89ab".
     std::vector<std::int32_t> answers;
     std::int32_t digit = 0;
     for (int i = 0; i < 31; ++i)
-        answers.push_back(i == 15 ? 2 : (digit++ % 16));
-    scripted_random source(answers);
-
-    EXPECT_EQ(source.uuid(), "01234567-89ab-4cde-af01-23456789abcd");
-    EXPECT_EQ(source.calls, expected_uuid_draws());
+        answers.push_back(i == 15 ? variant : counting ? digit++ % 16 : 15);
+    return answers;
 }
 
-struct variant_case
+struct uuid_case
 {
-    std::int32_t draw;
-    char variant;
+    const char* name;
+    std::vector<std::int32_t> answers;
+    const char* text;
 };
 
-class RandomUuidVariant : public ::testing::TestWithParam<variant_case>
+class RandomUuidDraws : public ::testing::TestWithParam<uuid_case>
 {
 };
 
-TEST_P(RandomUuidVariant, FourthGroupStartsWithTheDrawnVariant)
+TEST_P(RandomUuidDraws, DigitsAreDrawnLeftToRightAndTheVariantFromFour)
 {
-    const variant_case& c = GetParam();
-    std::vector<std::int32_t> answers(31, 15);
-    answers[15] = c.draw;
-    scripted_random source(answers);
+    const uuid_case& c = GetParam();
+    scripted_random source(c.answers);
+    EXPECT_EQ(source.uuid(), c.text);
 
-    const std::string expected = std::string("ffffffff-ffff-4fff-") + c.variant + "fff-ffffffffffff";
-    EXPECT_EQ(source.uuid(), expected);
-    EXPECT_EQ(source.calls.size(), 31u);
+    std::vector<std::pair<std::int32_t, std::int32_t>> draws(31, {0, 15});
+    draws[15] = {0, 3};
+    EXPECT_EQ(source.calls, draws);
 }
 
-INSTANTIATE_TEST_SUITE_P(Variants, RandomUuidVariant,
-                         ::testing::Values(variant_case{0, '8'}, variant_case{1, '9'},
-                                           variant_case{2, 'a'}, variant_case{3, 'b'}));
-
-TEST(RandomUuid, AllZeroDrawsGiveTheSmallestVersion4Text)
-{
-    scripted_random source({0});
-    EXPECT_EQ(source.uuid(), "00000000-0000-4000-8000-000000000000");
-    EXPECT_EQ(source.calls, expected_uuid_draws());
-}
+INSTANTIATE_TEST_SUITE_P(
+    Draws, RandomUuidDraws,
+    ::testing::Values(
+        uuid_case{"CountingDigits", uuid_answers(2, true), "01234567-89ab-4cde-af01-23456789abcd"},
+        uuid_case{"Variant8", uuid_answers(0, false), "ffffffff-ffff-4fff-8fff-ffffffffffff"},
+        uuid_case{"Variant9", uuid_answers(1, false), "ffffffff-ffff-4fff-9fff-ffffffffffff"},
+        uuid_case{"VariantA", uuid_answers(2, false), "ffffffff-ffff-4fff-afff-ffffffffffff"},
+        uuid_case{"VariantB", uuid_answers(3, false), "ffffffff-ffff-4fff-bfff-ffffffffffff"}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 TEST(RandomUuid, EachCallDrawsAfresh)
 {
