@@ -150,29 +150,14 @@ using AllRecords = ::testing::Types<
     OriginalSchemaAppRangeQueryFilterDto, OrderByAttributeValueDto, OrderEntitiesByDirectionDto>;
 TYPED_TEST_SUITE(RecordRoundTrip, AllRecords);
 
-TYPED_TEST(RecordRoundTrip, DefaultRecordWritesAnEmptyObject)
-{
-    TypeParam record;
-    bool ok = false;
-    EXPECT_EQ(write(record, &ok), "{}");
-    EXPECT_TRUE(ok);
-}
-
-TYPED_TEST(RecordRoundTrip, FullRecordWritesEveryKeyOnceInDeclarationOrder)
-{
-    TypeParam record;
-    Filler{}.fill(record);
-    bool ok = false;
-    const std::string text = write(record, &ok);
-    EXPECT_TRUE(ok);
-    EXPECT_EQ(keys_of(text), Expected::keys<TypeParam>());
-}
-
-TYPED_TEST(RecordRoundTrip, FullRecordReadsBackToTheSameRecord)
+TYPED_TEST(RecordRoundTrip, FullRecordWritesEveryKeyOnceInOrderAndReadsBack)
 {
     TypeParam original;
     Filler{}.fill(original);
-    const std::string text = write(original);
+    bool ok = false;
+    const std::string text = write(original, &ok);
+    EXPECT_TRUE(ok);
+    EXPECT_EQ(keys_of(text), Expected::keys<TypeParam>());
 
     TypeParam copy;
     ASSERT_TRUE(read(copy, text));
@@ -195,9 +180,15 @@ TYPED_TEST(RecordRoundTrip, CopiesAreDeepAndDeleteThroughTheBase)
     EXPECT_EQ(write(assigned), text);
 }
 
-TYPED_TEST(RecordRoundTrip, ReadingResetsFieldsMissingFromTheObject)
+// A default record writes nothing at all, and so does a full one after
+// reading an empty object: reading resets every field it does not find.
+TYPED_TEST(RecordRoundTrip, EmptyObjectIsTheDefaultRecord)
 {
     TypeParam record;
+    bool ok = false;
+    EXPECT_EQ(write(record, &ok), "{}");
+    EXPECT_TRUE(ok);
+
     Filler{}.fill(record);
     EXPECT_TRUE(read(record, "{}"));
     EXPECT_EQ(write(record), "{}");
