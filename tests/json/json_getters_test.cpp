@@ -80,95 +80,64 @@ TEST(JsonFindChildEmpty, NodeWithoutChildrenHasNoMatch)
 }
 
 // ---------------------------------------------------------------------------
-// Scalar getters: one table per getter, each member text with its result
+// Typed member getters: the member "k" found (case folded) and its text
+// parsed, or false with the type's zero. The text grammar itself is in the
+// parse_int64 and UUID tables below.
 
-struct Int64Case
+enum class Getter { int64, boolean, id };
+
+struct MemberCase
 {
     const char* name;
+    Getter getter;
     const char* document;
     bool ok;
-    std::int64_t value;
+    const char* value; // what was read, written back as text
 };
 
-class JsonGetInt64 : public testing::TestWithParam<Int64Case> {};
+class JsonTypedGetter : public testing::TestWithParam<MemberCase> {};
 
-TEST_P(JsonGetInt64, ReadsOrZeroes)
+TEST_P(JsonTypedGetter, ReadsOrGivesZero)
 {
-    const Int64Case& c = GetParam();
+    const MemberCase& c = GetParam();
     const json_node root = parsed(c.document);
-    std::int64_t out = 99;
-    EXPECT_EQ(tarsion::get_int64(root, "k", out), c.ok);
-    EXPECT_EQ(out, c.value);
+    std::string value;
+    if (c.getter == Getter::int64) {
+        std::int64_t out = 99;
+        EXPECT_EQ(tarsion::get_int64(root, "k", out), c.ok);
+        value = std::to_string(out);
+    } else if (c.getter == Getter::boolean) {
+        bool out = true;
+        EXPECT_EQ(tarsion::get_bool(root, "k", out), c.ok);
+        value = out ? "true" : "false";
+    } else {
+        uuid out = kJunkId;
+        EXPECT_EQ(tarsion::get_uuid(root, "k", out), c.ok);
+        value = tarsion::format_uuid(out);
+    }
+    EXPECT_EQ(value, c.value);
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Cases, JsonGetInt64,
-    testing::Values(Int64Case{"Number", R"({"k":42})", true, 42},
-                    Int64Case{"QuotedNumber", R"({"k":"42"})", true, 42},
-                    Int64Case{"FoldedKey", R"({"K":-7})", true, -7},
-                    Int64Case{"NegativeZero", R"({"k":-0})", true, 0},
-                    Int64Case{"Exponent", R"({"k":1e3})", false, 0},
-                    Int64Case{"LeadingSpace", R"({"k":" 1"})", false, 0},
-                    Int64Case{"Plus", R"({"k":+1})", false, 0},
-                    Int64Case{"EmptyText", R"({"k":})", false, 0},
-                    Int64Case{"Missing", R"({"j":1})", false, 0}),
-    [](const auto& info) { return std::string(info.param.name); });
-
-struct BoolCase
-{
-    const char* name;
-    const char* document;
-    bool ok;
-    bool value;
-};
-
-class JsonGetBool : public testing::TestWithParam<BoolCase> {};
-
-TEST_P(JsonGetBool, ReadsOrFalse)
-{
-    const BoolCase& c = GetParam();
-    const json_node root = parsed(c.document);
-    bool out = true;
-    EXPECT_EQ(tarsion::get_bool(root, "k", out), c.ok);
-    EXPECT_EQ(out, c.value);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, JsonGetBool,
-    testing::Values(BoolCase{"True", R"({"k":true})", true, true},
-                    BoolCase{"False", R"({"k":false})", true, false},
-                    BoolCase{"QuotedTrue", R"({"k":"true"})", true, true},
-                    BoolCase{"UpperCase", R"({"k":"TRUE"})", false, false},
-                    BoolCase{"One", R"({"k":1})", false, false},
-                    BoolCase{"Null", R"({"k":null})", false, false},
-                    BoolCase{"Missing", R"({"j":true})", false, false}),
-    [](const auto& info) { return std::string(info.param.name); });
-
-struct UuidCase
-{
-    const char* name;
-    std::string document;
-    bool ok;
-    uuid value;
-};
-
-class JsonGetUuid : public testing::TestWithParam<UuidCase> {};
-
-TEST_P(JsonGetUuid, ReadsOrNil)
-{
-    const UuidCase& c = GetParam();
-    const json_node root = parsed(c.document);
-    uuid out = kJunkId;
-    EXPECT_EQ(tarsion::get_uuid(root, "k", out), c.ok);
-    EXPECT_EQ(out, c.value);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, JsonGetUuid,
-    testing::Values(UuidCase{"Lower", R"({"k":"01234567-89ab-cdef-fedc-ba9876543210"})", true, kSampleId},
-                    UuidCase{"Upper", R"({"k":"01234567-89AB-CDEF-FEDC-BA9876543210"})", true, kSampleId},
-                    UuidCase{"Invalid", R"({"k":"01234567-89ab-cdef-fedc-ba987654321"})", false, uuid{}},
-                    UuidCase{"Missing", R"({"j":"01234567-89ab-cdef-fedc-ba9876543210"})", false, uuid{}}),
+    Cases, JsonTypedGetter,
+    testing::Values(MemberCase{"Int64Number", Getter::int64, R"({"k":42})", true, "42"},
+                    MemberCase{"Int64Quoted", Getter::int64, R"({"k":"42"})", true, "42"},
+                    MemberCase{"Int64FoldedKey", Getter::int64, R"({"K":-7})", true, "-7"},
+                    MemberCase{"Int64Exponent", Getter::int64, R"({"k":1e3})", false, "0"},
+                    MemberCase{"Int64EmptyText", Getter::int64, R"({"k":})", false, "0"},
+                    MemberCase{"Int64Missing", Getter::int64, R"({"j":1})", false, "0"},
+                    MemberCase{"BoolTrue", Getter::boolean, R"({"k":true})", true, "true"},
+                    MemberCase{"BoolFalse", Getter::boolean, R"({"K":false})", true, "false"},
+                    MemberCase{"BoolQuoted", Getter::boolean, R"({"k":"true"})", true, "true"},
+                    MemberCase{"BoolUpperCase", Getter::boolean, R"({"k":"TRUE"})", false, "false"},
+                    MemberCase{"BoolOne", Getter::boolean, R"({"k":1})", false, "false"},
+                    MemberCase{"BoolMissing", Getter::boolean, R"({"j":true})", false, "false"},
+                    MemberCase{"UuidText", Getter::id, R"({"K":"01234567-89AB-cdef-fedc-ba9876543210"})", true,
+                               kSampleText},
+                    MemberCase{"UuidInvalid", Getter::id, R"({"k":"01234567-89ab-cdef-fedc-ba987654321"})", false,
+                               "00000000-0000-0000-0000-000000000000"},
+                    MemberCase{"UuidMissing", Getter::id, R"({"j":"01234567-89ab-cdef-fedc-ba9876543210"})", false,
+                               "00000000-0000-0000-0000-000000000000"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(JsonGetString, GivesAnyMembersValueAsItStands)
@@ -263,11 +232,12 @@ TEST(JsonGetList, ObjectMembersAreReadAsElements)
     EXPECT_EQ(out[1].count, 2);
 }
 
+// A null key reads the node itself, here an array root.
 TEST(JsonGetList, StringsTakeEachElementsValue)
 {
-    const json_node root = parsed(R"({"s":["a",1,{},"\u00e9"]})");
+    const json_node root = parsed(R"(["a",1,{},"\u00e9"])");
     std::vector<std::string> out;
-    EXPECT_TRUE(tarsion::get_list(root, "s", out));
+    EXPECT_TRUE(tarsion::get_list(root, nullptr, out));
     EXPECT_EQ(out, (std::vector<std::string>{"a", "1", "", "\xc3\xa9"}));
 }
 
@@ -278,14 +248,6 @@ TEST(JsonGetList, BadUuidStaysAsNilAndFailsTheList)
     std::vector<uuid> out;
     EXPECT_FALSE(tarsion::get_list(root, "ids", out));
     EXPECT_EQ(out, (std::vector<uuid>{kSampleId, uuid{}, kSampleId}));
-}
-
-TEST(JsonGetList, ArrayRootIsReadThroughANullKey)
-{
-    const json_node root = parsed(R"(["a","b"])");
-    std::vector<std::string> out;
-    EXPECT_TRUE(tarsion::get_list(root, nullptr, out));
-    EXPECT_EQ(out, (std::vector<std::string>{"a", "b"}));
 }
 
 TEST(JsonGetList, ChildlessMemberGivesEmptyListMissingMemberFails)
