@@ -105,11 +105,6 @@ TEST(JsonTreeBuilding, KeyAndTextMayComeFromASibling)
 // ---------------------------------------------------------------------------
 // Every child points at its holder, whatever happened to the tree
 
-TEST(JsonTreeParentLinks, HoldAfterParse)
-{
-    EXPECT_TRUE(parent_links_hold(document()));
-}
-
 TEST(JsonTreeParentLinks, HoldWhileChildListsGrowPastTheirCapacity)
 {
     json_node root;
@@ -124,101 +119,123 @@ TEST(JsonTreeParentLinks, HoldWhileChildListsGrowPastTheirCapacity)
     }
 }
 
-TEST(JsonTreeParentLinks, CopyConstructionMakesAnIndependentRoot)
+// Each row builds a node by copying, moving or changing parts of the sample
+// document (also from inside the node's own subtree) and gives it back, with
+// the text it must write.
+struct LinkCase
 {
-    json_node original = document();
-    const json_node whole(original);
-    const json_node subtree(original.children[1]); // "f": {...}
-    EXPECT_TRUE(parent_links_hold(whole));
-    EXPECT_TRUE(parent_links_hold(subtree));
-    EXPECT_TRUE(parent_links_hold(original));
+    const char* name;
+    json_node (*make)();
+    const char* expected;
+};
 
-    original.children[0].set_value("changed", true);
-    EXPECT_EQ(compact(whole), kDocument);
-    EXPECT_EQ(subtree.key, "f");
-    EXPECT_EQ(compact(subtree), R"("f":{"g":{"h":[null]}})");
+class JsonTreeParentLinks : public testing::TestWithParam<LinkCase> {};
+
+TEST_P(JsonTreeParentLinks, HoldAfterEveryOperation)
+{
+    const json_node node = GetParam().make();
+    EXPECT_TRUE(parent_links_hold(node));
+    EXPECT_EQ(compact(node), GetParam().expected);
 }
 
-TEST(JsonTreeParentLinks, CopyAssignmentKeepsTheTargetsPlace)
-{
-    json_node target = document();
-    const json_node source = document();
+constexpr const char* kF = R"("f":{"g":{"h":[null]}})";
 
-    target.children[2] = source.children[1]; // "i" replaced by a copy of "f"
-    EXPECT_TRUE(parent_links_hold(target));
-    EXPECT_EQ(compact(target),
-              R"({"a":[1,{"b":[true,[],{"c":"d"}]},"e"],"f":{"g":{"h":[null]}},"f":{"g":{"h":[null]}}})");
-
-    json_node root;
-    root = source;
-    EXPECT_TRUE(parent_links_hold(root));
-    EXPECT_EQ(compact(root), kDocument);
-}
-
-TEST(JsonTreeParentLinks, CopyAssignmentFromOwnDescendant)
-{
-    json_node root = document();
-    root = root.children[0].children[1]; // {"b":[true,[],{"c":"d"}]}
-    EXPECT_TRUE(parent_links_hold(root));
-    EXPECT_EQ(compact(root), R"({"b":[true,[],{"c":"d"}]})");
-
-    json_node tree = document();
-    tree.children[1] = tree.children[1].children[0]; // "f" takes the content of "g"
-    EXPECT_TRUE(parent_links_hold(tree));
-    EXPECT_EQ(tree.children[1].parent, &tree);
-}
-
-TEST(JsonTreeParentLinks, MoveConstructionOfARoot)
-{
-    json_node source = document();
-    const json_node moved(std::move(source));
-    EXPECT_TRUE(parent_links_hold(moved));
-    EXPECT_EQ(compact(moved), kDocument);
-}
-
-TEST(JsonTreeParentLinks, MoveConstructionOutOfATreeMakesARoot)
-{
-    json_node tree = document();
-    const json_node taken(std::move(tree.children[1])); // "f"
-    EXPECT_TRUE(parent_links_hold(taken));
-    EXPECT_EQ(compact(taken), R"("f":{"g":{"h":[null]}})");
-    EXPECT_TRUE(parent_links_hold(tree));
-}
-
-TEST(JsonTreeParentLinks, MoveAssignmentKeepsTheTargetsPlace)
-{
-    json_node tree = document();
-    json_node replacement = document();
-    tree.children[0] = std::move(replacement.children[1]);
-    EXPECT_TRUE(parent_links_hold(tree));
-    EXPECT_EQ(compact(tree), R"({"f":{"g":{"h":[null]}},"f":{"g":{"h":[null]}},"i":"j"})");
-
-    json_node root;
-    root = std::move(replacement);
-    EXPECT_TRUE(parent_links_hold(root));
-}
-
-TEST(JsonTreeParentLinks, MoveAssignmentFromOwnDescendant)
-{
-    json_node root = document();
-    root = std::move(root.children[0].children[1].children[0]); // "b": [true,[],{"c":"d"}]
-    EXPECT_TRUE(parent_links_hold(root));
-    EXPECT_EQ(compact(root), R"("b":[true,[],{"c":"d"}])");
-
-    json_node tree = document();
-    tree.children[1] = std::move(tree.children[1].children[0].children[0]); // "f" takes "h"
-    EXPECT_TRUE(parent_links_hold(tree));
-    EXPECT_EQ(compact(tree), R"({"a":[1,{"b":[true,[],{"c":"d"}]},"e"],"h":[null],"i":"j"})");
-}
-
-TEST(JsonTreeParentLinks, HoldAfterSetValueAndFurtherGrowth)
-{
-    json_node root = document();
-    root.children[1].set_value("", true);
-    root.children[0].children[1].add_object("new").add_value("x", "1", false);
-    root.add_array("tail").add_array("").add_value("", "2", false);
-    EXPECT_TRUE(parent_links_hold(root));
-}
+INSTANTIATE_TEST_SUITE_P(
+    Cases, JsonTreeParentLinks,
+    testing::Values(
+        LinkCase{"Parse", [] { return document(); }, kDocument},
+        LinkCase{"CopyIsIndependentOfItsSource",
+                 [] {
+                     json_node original = document();
+                     json_node whole(original);
+                     original.children[0].set_value("changed", true);
+                     EXPECT_TRUE(parent_links_hold(original));
+                     return whole;
+                 },
+                 kDocument},
+        LinkCase{"CopyOfAMemberIsARoot",
+                 [] { return json_node(document().children[1]); },
+                 kF},
+        LinkCase{"CopyAssignedIntoATreeKeepsItsPlace",
+                 [] {
+                     json_node target = document();
+                     const json_node source = document();
+                     target.children[2] = source.children[1];
+                     return target;
+                 },
+                 R"({"a":[1,{"b":[true,[],{"c":"d"}]},"e"],"f":{"g":{"h":[null]}},"f":{"g":{"h":[null]}}})"},
+        LinkCase{"CopyAssignedToARoot",
+                 [] {
+                     const json_node source = document();
+                     json_node root;
+                     root = source;
+                     return root;
+                 },
+                 kDocument},
+        LinkCase{"CopyAssignedFromOwnDescendant",
+                 [] {
+                     json_node root = document();
+                     const json_node& inner = root.children[0].children[1];
+                     root = inner;
+                     return root;
+                 },
+                 R"({"b":[true,[],{"c":"d"}]})"},
+        LinkCase{"CopyAssignedFromOwnDescendantInsideATree",
+                 [] {
+                     json_node tree = document();
+                     tree.children[1] = tree.children[1].children[0];
+                     return tree;
+                 },
+                 R"({"a":[1,{"b":[true,[],{"c":"d"}]},"e"],"g":{"h":[null]},"i":"j"})"},
+        LinkCase{"MoveOfARoot",
+                 [] {
+                     json_node source = document();
+                     return json_node(std::move(source));
+                 },
+                 kDocument},
+        LinkCase{"MoveOutOfATreeMakesARoot",
+                 [] {
+                     json_node tree = document();
+                     json_node taken(std::move(tree.children[1]));
+                     EXPECT_TRUE(parent_links_hold(tree));
+                     return taken;
+                 },
+                 kF},
+        LinkCase{"MoveAssignedIntoATreeKeepsItsPlace",
+                 [] {
+                     json_node tree = document();
+                     json_node replacement = document();
+                     tree.children[0] = std::move(replacement.children[1]);
+                     json_node root;
+                     root = std::move(replacement);
+                     EXPECT_TRUE(parent_links_hold(root));
+                     return tree;
+                 },
+                 R"({"f":{"g":{"h":[null]}},"f":{"g":{"h":[null]}},"i":"j"})"},
+        LinkCase{"MoveAssignedFromOwnDescendant",
+                 [] {
+                     json_node root = document();
+                     root = std::move(root.children[0].children[1].children[0]);
+                     return root;
+                 },
+                 R"("b":[true,[],{"c":"d"}])"},
+        LinkCase{"MoveAssignedFromOwnDescendantInsideATree",
+                 [] {
+                     json_node tree = document();
+                     tree.children[1] = std::move(tree.children[1].children[0].children[0]);
+                     return tree;
+                 },
+                 R"({"a":[1,{"b":[true,[],{"c":"d"}]},"e"],"h":[null],"i":"j"})"},
+        LinkCase{"SetValueAndFurtherGrowth",
+                 [] {
+                     json_node root = document();
+                     root.children[1].set_value("", true);
+                     root.children[0].children[1].add_object("new").add_value("x", "1", false);
+                     root.add_array("tail").add_array("").add_value("", "2", false);
+                     return root;
+                 },
+                 R"({"a":[1,{"b":[true,[],{"c":"d"}],"new":{"x":1}},"e"],"f":"","i":"j","tail":[[2]]})"}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 // ---------------------------------------------------------------------------
 // Deep nesting never recurses: every test runs on a small stack
@@ -233,11 +250,10 @@ std::size_t nesting_depth(const json_node& root)
     return depth;
 }
 
-TEST(JsonTreeDepth, DeepArrayNestParsesWritesCopiesAndDies)
+TEST(JsonTreeDepth, DeepNestsParseWriteCopyMoveAndDie)
 {
     json_test::run_on_small_stack([] {
-        const std::string text = json_test::nested_arrays(kDeep);
-        {
+        for (const std::string& text : {json_test::nested_arrays(kDeep), json_test::nested_objects(kDeep)}) {
             json_node root;
             ASSERT_TRUE(tarsion::parse_json(text, root));
             EXPECT_EQ(nesting_depth(root), kDeep);
@@ -257,20 +273,6 @@ TEST(JsonTreeDepth, DeepArrayNestParsesWritesCopiesAndDies)
             EXPECT_TRUE(parent_links_hold(moved));
             root.set_value("gone", true);
         }
-    });
-}
-
-TEST(JsonTreeDepth, DeepObjectNestParsesWritesCopiesAndDies)
-{
-    json_test::run_on_small_stack([] {
-        const std::string text = json_test::nested_objects(kDeep);
-        json_node root;
-        ASSERT_TRUE(tarsion::parse_json(text, root));
-        EXPECT_EQ(nesting_depth(root), kDeep);
-        EXPECT_TRUE(parent_links_hold(root));
-        EXPECT_TRUE(compact(root) == text);
-        const json_node copy(root);
-        EXPECT_TRUE(compact(copy) == text);
     });
 }
 
