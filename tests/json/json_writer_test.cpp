@@ -29,14 +29,14 @@ json_node sample_document()
 // ---------------------------------------------------------------------------
 // Layout of the two forms
 
-TEST(JsonWriterLayout, CompactFormHasNoWhitespace)
+TEST(JsonWriterLayout, CompactHasNoWhitespaceIndentedFourSpacesALevel)
 {
-    EXPECT_EQ(compact(sample_document()), R"({"a":1,"b":[true,"x"]})");
-}
-
-TEST(JsonWriterLayout, IndentedFormUsesFourSpacesALevel)
-{
-    EXPECT_EQ(indented(sample_document()),
+    // write_json replaces whatever the output held.
+    std::string out = "stale";
+    EXPECT_TRUE(tarsion::write_json(sample_document(), out, false));
+    EXPECT_EQ(out, R"({"a":1,"b":[true,"x"]})");
+    EXPECT_TRUE(tarsion::write_json(sample_document(), out, true));
+    EXPECT_EQ(out,
               "{\n"
               "    \"a\": 1,\n"
               "    \"b\": [\n"
@@ -54,15 +54,6 @@ TEST(JsonWriterLayout, IndentedEmptyContainersStayOnTheirKeysLine)
     EXPECT_EQ(indented(root), "{\n    \"inner\": {},\n    \"list\": []\n}");
 }
 
-TEST(JsonWriterLayout, IndentedArrayOfTwoNumbersTakesFourLines)
-{
-    json_node root;
-    root.is_array = true;
-    root.add_value("", "1", false);
-    root.add_value("", "2", false);
-    EXPECT_EQ(indented(root), "[\n    1,\n    2\n]");
-}
-
 TEST(JsonWriterLayout, WriteNodeAppendsAndClosesAtTheGivenIndent)
 {
     json_node list;
@@ -73,122 +64,71 @@ TEST(JsonWriterLayout, WriteNodeAppendsAndClosesAtTheGivenIndent)
     EXPECT_EQ(out, "x[\n        1\n    ]");
 }
 
-TEST(JsonWriterLayout, WriteJsonReplacesPreviousOutput)
-{
-    std::string out = "stale";
-    EXPECT_TRUE(tarsion::write_json(sample_document(), out, false));
-    EXPECT_EQ(out, R"({"a":1,"b":[true,"x"]})");
-}
-
-TEST(JsonWriterLayout, DuplicateKeysAreAllWrittenInOrder)
-{
-    json_node root;
-    root.add_value("k", "1", false);
-    root.add_value("k", "2", false);
-    EXPECT_EQ(compact(root), R"({"k":1,"k":2})");
-}
-
 // ---------------------------------------------------------------------------
-// Empty roots
+// How a node's fields choose its written form: as the root without children,
+// as the member "k" without children, or as the root with the one child 1.
 
-struct EmptyRootCase
-{
-    const char* name;
-    bool quoted;
-    bool is_array;
-    bool is_object;
-    const char* expected;
-};
-
-class JsonWriterEmptyRoot : public testing::TestWithParam<EmptyRootCase> {};
-
-TEST_P(JsonWriterEmptyRoot, WritesByItsFlags)
-{
-    const EmptyRootCase& c = GetParam();
-    json_node root;
-    root.quoted = c.quoted;
-    root.is_array = c.is_array;
-    root.is_object = c.is_object;
-    EXPECT_EQ(compact(root), c.expected);
-    EXPECT_EQ(indented(root), c.expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, JsonWriterEmptyRoot,
-    testing::Values(EmptyRootCase{"Fresh", true, false, false, "\"\""},
-                    EmptyRootCase{"FreshUnquoted", false, false, false, "\"\""},
-                    EmptyRootCase{"Array", true, true, false, "[]"},
-                    EmptyRootCase{"Object", true, false, true, "{}"},
-                    EmptyRootCase{"BothFlags", true, true, true, "[]"}),
-    [](const auto& info) { return std::string(info.param.name); });
-
-// ---------------------------------------------------------------------------
-// How a node's fields choose its written form
-
-struct LeafCase
+struct ShapeCase
 {
     const char* name;
     const char* value;
     bool quoted;
     bool is_array;
     bool is_object;
-    const char* expected; // as the member "k" of an object
-};
-
-class JsonWriterLeaf : public testing::TestWithParam<LeafCase> {};
-
-TEST_P(JsonWriterLeaf, WritesMemberWithoutChildren)
-{
-    const LeafCase& c = GetParam();
-    json_node root;
-    json_node& member = root.add_value("k", c.value, c.quoted);
-    member.is_array = c.is_array;
-    member.is_object = c.is_object;
-    EXPECT_EQ(compact(root), c.expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, JsonWriterLeaf,
-    testing::Values(LeafCase{"EmptyArray", "", true, true, false, R"({"k":[]})"},
-                    LeafCase{"EmptyObject", "", true, false, true, R"({"k":{}})"},
-                    LeafCase{"ArrayFlagWithValue", "x", true, true, false, R"({"k":"x"})"},
-                    LeafCase{"UnquotedEmptyWritesKeyAndColonOnly", "", false, false, false, R"({"k":})"},
-                    LeafCase{"QuotedEmpty", "", true, false, false, R"({"k":""})"},
-                    LeafCase{"UnquotedText", "12", false, false, false, R"({"k":12})"},
-                    LeafCase{"QuotedDigits", "12", true, false, false, R"({"k":"12"})"}),
-    [](const auto& info) { return std::string(info.param.name); });
-
-struct ContainerCase
-{
-    const char* name;
-    const char* value;
-    bool is_array;
-    bool is_object;
+    bool as_member;
+    bool with_child;
     const char* expected;
 };
 
-class JsonWriterContainer : public testing::TestWithParam<ContainerCase> {};
+class JsonWriterShape : public testing::TestWithParam<ShapeCase> {};
 
-TEST_P(JsonWriterContainer, IsAnArrayOnlyWhenValueEmptyAndArrayFlagSet)
+TEST_P(JsonWriterShape, FollowsValueAndFlags)
 {
-    const ContainerCase& c = GetParam();
+    const ShapeCase& c = GetParam();
     json_node root;
-    root.value = c.value;
-    root.quoted = false;
-    root.is_array = c.is_array;
-    root.is_object = c.is_object;
-    root.add_value("", "1", false);
+    json_node& node = c.as_member ? root.add_value("k", "", true) : root;
+    node.value = c.value;
+    node.quoted = c.quoted;
+    node.is_array = c.is_array;
+    node.is_object = c.is_object;
+    if (c.with_child)
+        node.add_value("", "1", false);
     EXPECT_EQ(compact(root), c.expected);
+    if (!c.as_member && !c.with_child)
+        EXPECT_EQ(indented(root), c.expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Cases, JsonWriterContainer,
-    testing::Values(ContainerCase{"Array", "", true, false, "[1]"},
-                    ContainerCase{"BothFlags", "", true, true, "[1]"},
-                    ContainerCase{"ArrayFlagButValue", "v", true, false, "{1}"},
-                    ContainerCase{"Object", "", false, true, "{1}"},
-                    ContainerCase{"NoFlags", "", false, false, "{1}"},
-                    ContainerCase{"ObjectWithValue", "v", false, true, "{1}"}),
+    EmptyRoot, JsonWriterShape,
+    testing::Values(ShapeCase{"Fresh", "", true, false, false, false, false, "\"\""},
+                    ShapeCase{"FreshUnquoted", "", false, false, false, false, false, "\"\""},
+                    ShapeCase{"Array", "", true, true, false, false, false, "[]"},
+                    ShapeCase{"Object", "", true, false, true, false, false, "{}"},
+                    ShapeCase{"BothFlags", "", true, true, true, false, false, "[]"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+INSTANTIATE_TEST_SUITE_P(
+    Leaf, JsonWriterShape,
+    testing::Values(ShapeCase{"EmptyArray", "", true, true, false, true, false, R"({"k":[]})"},
+                    ShapeCase{"EmptyObject", "", true, false, true, true, false, R"({"k":{}})"},
+                    ShapeCase{"ArrayFlagWithValue", "x", true, true, false, true, false, R"({"k":"x"})"},
+                    ShapeCase{"UnquotedEmptyWritesKeyAndColonOnly", "", false, false, false, true, false,
+                              R"({"k":})"},
+                    ShapeCase{"QuotedEmpty", "", true, false, false, true, false, R"({"k":""})"},
+                    ShapeCase{"UnquotedText", "12", false, false, false, true, false, R"({"k":12})"},
+                    ShapeCase{"QuotedDigits", "12", true, false, false, true, false, R"({"k":"12"})"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+// A node with children is an array only when its value is empty and its
+// array flag set; anything else is written as an object.
+INSTANTIATE_TEST_SUITE_P(
+    Container, JsonWriterShape,
+    testing::Values(ShapeCase{"Array", "", false, true, false, false, true, "[1]"},
+                    ShapeCase{"BothFlags", "", false, true, true, false, true, "[1]"},
+                    ShapeCase{"ArrayFlagButValue", "v", false, true, false, false, true, "{1}"},
+                    ShapeCase{"Object", "", false, false, true, false, true, "{1}"},
+                    ShapeCase{"NoFlags", "", false, false, false, false, true, "{1}"},
+                    ShapeCase{"ObjectWithValue", "v", false, false, true, false, true, "{1}"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 // ---------------------------------------------------------------------------
@@ -201,6 +141,9 @@ struct EscapeCase
     std::string expected;
 };
 
+// Other control bytes, zero, and bytes from 0x80 up, valid UTF-8 or not.
+const std::string kRawBytes("\x01\x07\x0b\x0e\x1f\x7f\0\xc3\xa9\xf0\x9f\x98\x80\xff", 14);
+
 class JsonWriterEscape : public testing::TestWithParam<EscapeCase> {};
 
 TEST_P(JsonWriterEscape, EscapesExactlyTheEightBytes)
@@ -211,22 +154,10 @@ TEST_P(JsonWriterEscape, EscapesExactlyTheEightBytes)
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, JsonWriterEscape,
-    testing::Values(EscapeCase{"Backspace", "\b", "\\b"},
-                    EscapeCase{"Tab", "\t", "\\t"},
-                    EscapeCase{"LineFeed", "\n", "\\n"},
-                    EscapeCase{"FormFeed", "\f", "\\f"},
-                    EscapeCase{"CarriageReturn", "\r", "\\r"},
-                    EscapeCase{"Quote", "\"", "\\\""},
-                    EscapeCase{"Solidus", "a/b", "a\\/b"},
-                    EscapeCase{"Backslash", "\\", "\\\\"},
-                    EscapeCase{"RunOfEscapes", "\"\\/\"", "\\\"\\\\\\/\\\""},
+    testing::Values(EscapeCase{"EachOfTheEight", "\b\t\n\f\r\"/\\", "\\b\\t\\n\\f\\r\\\"\\/\\\\"},
+                    EscapeCase{"RunOfOneByte", "////", "\\/\\/\\/\\/"},
                     EscapeCase{"MixedWithText", "x\ty\"z", "x\\ty\\\"z"},
-                    EscapeCase{"OtherControlBytesRaw", std::string("\x01\x07\x0b\x0e\x1f\x7f", 6),
-                               std::string("\x01\x07\x0b\x0e\x1f\x7f", 6)},
-                    EscapeCase{"ZeroByteRaw", std::string("a\0b", 3), std::string("a\0b", 3)},
-                    EscapeCase{"Utf8Raw", "\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80",
-                               "\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80"},
-                    EscapeCase{"InvalidUtf8Raw", "\xff\xc3", "\xff\xc3"},
+                    EscapeCase{"OtherBytesRaw", kRawBytes, kRawBytes},
                     EscapeCase{"Empty", "", ""}),
     [](const auto& info) { return std::string(info.param.name); });
 
@@ -241,31 +172,13 @@ TEST(JsonWriterEscapeInTree, KeysAndStringValuesAreEscapedUnquotedValuesAreNot)
 // ---------------------------------------------------------------------------
 // Integer text
 
-struct IntCase
+TEST(JsonWriterFormatInt64, AgreesWithStdToStringAroundEveryPowerOfTenAndAtTheEnds)
 {
-    std::int64_t n;
-    const char* text;
-};
-
-class JsonWriterFormatInt64 : public testing::TestWithParam<IntCase> {};
-
-TEST_P(JsonWriterFormatInt64, WritesPlainDecimal)
-{
-    EXPECT_EQ(tarsion::format_int64(GetParam().n), GetParam().text);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, JsonWriterFormatInt64,
-    testing::Values(IntCase{0, "0"}, IntCase{-1, "-1"}, IntCase{1, "1"}, IntCase{9, "9"},
-                    IntCase{10, "10"}, IntCase{-10, "-10"}, IntCase{99, "99"}, IntCase{100, "100"},
-                    IntCase{101, "101"}, IntCase{-101, "-101"}, IntCase{1000, "1000"},
-                    IntCase{9999, "9999"}, IntCase{10000, "10000"}, IntCase{100001, "100001"},
-                    IntCase{std::numeric_limits<std::int64_t>::max(), "9223372036854775807"},
-                    IntCase{std::numeric_limits<std::int64_t>::min(), "-9223372036854775808"},
-                    IntCase{std::numeric_limits<std::int64_t>::min() + 1, "-9223372036854775807"}));
-
-TEST(JsonWriterFormatInt64Sweep, AgreesWithStdToStringAroundEveryPowerOfTen)
-{
+    constexpr std::int64_t kMin = std::numeric_limits<std::int64_t>::min();
+    constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
+    EXPECT_EQ(tarsion::format_int64(kMax), "9223372036854775807");
+    EXPECT_EQ(tarsion::format_int64(kMin), "-9223372036854775808");
+    EXPECT_EQ(tarsion::format_int64(kMin + 1), "-9223372036854775807");
     for (int exponent = 0; exponent <= 18; ++exponent) {
         std::int64_t power = 1;
         for (int i = 0; i < exponent; ++i)
@@ -275,7 +188,7 @@ TEST(JsonWriterFormatInt64Sweep, AgreesWithStdToStringAroundEveryPowerOfTen)
     }
 }
 
-TEST(JsonWriterFormatInt64Sweep, AppendKeepsWhatIsAlreadyThere)
+TEST(JsonWriterFormatInt64, AppendKeepsWhatIsAlreadyThere)
 {
     std::string out = "n=";
     tarsion::append_int64(out, -12345);
