@@ -113,18 +113,6 @@ TEST(JsonWriterScan, TextMadeOnlyOfEscapedBytesDoublesInLength)
     }
 }
 
-TEST(JsonWriterScan, ZeroBytesInsideKeysAndValuesAreWrittenRaw)
-{
-    const std::string text("a\0b\0\0c\"\0", 8);
-    json_node root;
-    root.add_value(text, text, true);
-    root.add_value("n", text, false);
-    const std::string out = json_test::compact(root);
-    EXPECT_EQ(out, reference::write(root, false));
-    EXPECT_EQ(out.size(), 38u);
-    EXPECT_EQ(out.substr(1, 11), std::string("\"a\0b\0\0c\\\"\0\"", 11));
-}
-
 TEST(JsonWriterScan, AppendEscapedKeepsWhatIsThere)
 {
     for (std::size_t length = 0; length <= kMaxLength; ++length) {
