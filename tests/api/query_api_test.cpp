@@ -70,23 +70,21 @@ constexpr const char* kDutyChannelJson =
 class QueryApi : public ::testing::Test
 {
 protected:
-    void make_tenant(std::vector<scripted_reply> script, std::string business_id = "b1",
+    void make_tenant(std::vector<scripted_reply> script,
                      std::unique_ptr<fake_token_factory> factory = nullptr)
     {
         client = std::make_shared<scripted_http_client>(std::move(script));
-        make_tenant_over(client, std::move(business_id), std::move(factory));
+        make_tenant_over(client, std::move(factory));
     }
 
-    void make_tenant_over(std::shared_ptr<http::http_base> http, std::string business_id = "b1",
+    void make_tenant_over(std::shared_ptr<http::http_base> http,
                           std::unique_ptr<fake_token_factory> factory = nullptr)
     {
         if (!factory)
             factory = std::make_unique<fake_token_factory>("tok");
         tokens = factory.get();
-        t = std::make_shared<tenant>(
-            tarsion::testing::system_settings(std::move(http), "http://127.0.0.1:1/",
-                                              std::move(business_id)),
-            std::move(factory));
+        t = std::make_shared<tenant>(tarsion::testing::system_settings(std::move(http)),
+                                     std::move(factory));
         t->sleep = waits.function();
     }
 
@@ -303,7 +301,7 @@ TEST_F(QueryApi, QueryIsRetriedWhenAnyVerbMayBe)
 
 TEST_F(QueryApi, RenewedTokenResendsTheQuery)
 {
-    make_tenant({{401, "expired", {}, 0}, {200, "[{}]", {}, 0}}, "b1",
+    make_tenant({{401, "expired", {}, 0}, {200, "[{}]", {}, 0}},
                 std::make_unique<fake_token_factory>("old", std::string("new")));
     const auto result = BusinessEntitiesQueryApi(t).query_vector(duty_channel_query(), 0u, 1u);
 
