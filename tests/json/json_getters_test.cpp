@@ -93,6 +93,7 @@ struct MemberCase
     const char* document;
     bool ok;
     const char* value; // what was read, written back as text
+    const char* key = "k";
 };
 
 class JsonTypedGetter : public testing::TestWithParam<MemberCase> {};
@@ -104,15 +105,15 @@ TEST_P(JsonTypedGetter, ReadsOrGivesZero)
     std::string value;
     if (c.getter == Getter::int64) {
         std::int64_t out = 99;
-        EXPECT_EQ(tarsion::get_int64(root, "k", out), c.ok);
+        EXPECT_EQ(tarsion::get_int64(root, c.key, out), c.ok);
         value = std::to_string(out);
     } else if (c.getter == Getter::boolean) {
         bool out = true;
-        EXPECT_EQ(tarsion::get_bool(root, "k", out), c.ok);
+        EXPECT_EQ(tarsion::get_bool(root, c.key, out), c.ok);
         value = out ? "true" : "false";
     } else {
         uuid out = kJunkId;
-        EXPECT_EQ(tarsion::get_uuid(root, "k", out), c.ok);
+        EXPECT_EQ(tarsion::get_uuid(root, c.key, out), c.ok);
         value = tarsion::format_uuid(out);
     }
     EXPECT_EQ(value, c.value);
@@ -137,7 +138,17 @@ INSTANTIATE_TEST_SUITE_P(
                     MemberCase{"UuidInvalid", Getter::id, R"({"k":"01234567-89ab-cdef-fedc-ba987654321"})", false,
                                "00000000-0000-0000-0000-000000000000"},
                     MemberCase{"UuidMissing", Getter::id, R"({"j":"01234567-89ab-cdef-fedc-ba9876543210"})", false,
-                               "00000000-0000-0000-0000-000000000000"}),
+                               "00000000-0000-0000-0000-000000000000"},
+                    // A null or empty key reads the given node itself, which
+                    // is how the list getters read array elements.
+                    MemberCase{"Int64NullKeyReadsTheNode", Getter::int64, "12", true, "12", nullptr},
+                    MemberCase{"Int64EmptyKeyReadsTheNode", Getter::int64, "12", true, "12", ""},
+                    MemberCase{"BoolNullKeyReadsTheNode", Getter::boolean, "true", true, "true", nullptr},
+                    MemberCase{"BoolEmptyKeyReadsTheNode", Getter::boolean, "12", false, "false", ""},
+                    MemberCase{"UuidNullKeyReadsTheNode", Getter::id, "\"01234567-89ab-cdef-fedc-ba9876543210\"", true,
+                               kSampleText, nullptr},
+                    MemberCase{"UuidEmptyKeyReadsTheNode", Getter::id, "\"01234567-89ab-cdef-fedc-ba9876543210\"", true,
+                               kSampleText, ""}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(JsonGetString, GivesAnyMembersValueAsItStands)
@@ -173,31 +184,14 @@ TEST(JsonGetRecord, ReadsMemberAndSkipsMissingOne)
     EXPECT_EQ(missing.reads, 0);
 }
 
-// A null or empty key reads the given node itself, which is how the list
-// getters read array elements.
-TEST(JsonGetSelf, NullAndEmptyKeyReadTheNodeItself)
+TEST(JsonGetSelf, NullAndEmptyKeyReadTheNodeItselfAsTextOrRecord)
 {
+    const json_node object = parsed(R"({"name":"r","count":5})");
     for (const char* key : {static_cast<const char*>(nullptr), ""}) {
         SCOPED_TRACE(key == nullptr ? "null key" : "empty key");
-        json_node scalar;
-        scalar.set_value("12", false);
         std::string text;
-        EXPECT_TRUE(tarsion::get_string(scalar, key, text));
-        EXPECT_EQ(text, "12");
-        std::int64_t n = 0;
-        EXPECT_TRUE(tarsion::get_int64(scalar, key, n));
-        EXPECT_EQ(n, 12);
-        bool flag = true;
-        EXPECT_FALSE(tarsion::get_bool(scalar, key, flag));
-        EXPECT_FALSE(flag);
-
-        json_node id;
-        id.set_value(kSampleText, true);
-        uuid out;
-        EXPECT_TRUE(tarsion::get_uuid(id, key, out));
-        EXPECT_EQ(out, kSampleId);
-
-        const json_node object = parsed(R"({"name":"r","count":5})");
+        EXPECT_TRUE(tarsion::get_string(object.children[0], key, text));
+        EXPECT_EQ(text, "r");
         test_record record;
         EXPECT_TRUE(tarsion::get_record(object, key, record));
         EXPECT_EQ(record.name, "r");
