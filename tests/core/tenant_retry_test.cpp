@@ -37,14 +37,15 @@ scripted_reply transport_failure(std::int32_t number)
 class TenantRetry : public ::testing::Test
 {
 protected:
-    void make_tenant(std::vector<scripted_reply> script, void (*policy)(tenant_base&) = nullptr)
+    void make_tenant(
+        std::vector<scripted_reply> script, void (*policy)(tenant_base&) = nullptr,
+        std::unique_ptr<fake_token_factory> tokens = std::make_unique<fake_token_factory>("tok"))
     {
         client = std::make_shared<scripted_http_client>(std::move(script));
         tenant_base settings = testing::system_settings(client);
         if (policy)
             policy(settings);
-        t = std::make_unique<tenant>(std::move(settings), std::make_unique<fake_token_factory>("tok"),
-                                     logger);
+        t = std::make_unique<tenant>(std::move(settings), std::move(tokens), logger);
         t->sleep = waits.function();
     }
 
@@ -310,12 +311,8 @@ TEST_F(TenantExchangeLog, FailureLineCarriesTheTransportNumber)
 
 TEST_F(TenantExchangeLog, RenewedAttemptIsLoggedToo)
 {
-    client = std::make_shared<scripted_http_client>(
-        std::vector<scripted_reply>{reply(401, "no"), reply(200, "yes")});
-    t = std::make_unique<tenant>(testing::system_settings(client),
-                                 std::make_unique<fake_token_factory>("old", std::string("new")),
-                                 logger);
-    t->sleep = waits.function();
+    make_tenant({reply(401, "no"), reply(200, "yes")}, nullptr,
+                std::make_unique<fake_token_factory>("old", std::string("new")));
     ASSERT_TRUE(t->execute("POST", "/p/{businessId}", {}, &body, 0, false, false).has_value());
 
     const auto lines = logger->lines();
