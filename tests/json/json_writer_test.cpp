@@ -94,8 +94,9 @@ TEST_P(JsonWriterShape, FollowsValueAndFlags)
     if (c.with_child)
         node.add_value("", "1", false);
     EXPECT_EQ(compact(root), c.expected);
-    if (!c.as_member && !c.with_child)
+    if (!c.as_member && !c.with_child) {
         EXPECT_EQ(indented(root), c.expected);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(
