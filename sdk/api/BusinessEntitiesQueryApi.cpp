@@ -15,26 +15,6 @@ std::string compact(const json_node& node)
     return out;
 }
 
-// Each element's subtree is destroyed as soon as it has become a record: the
-// tree is several times the size of the reply, so releasing it while the
-// records grow keeps the peak near the larger of the two rather than their
-// sum, and the memory just read is still in the cache when it is freed.
-expected<std::vector<dto::EntityDto>> entities_from_tree(json_node& root)
-{
-    if (!root.is_array)
-        return make_error(error_kind::invalid_body, 0, compact(root));
-
-    std::vector<dto::EntityDto> entities;
-    entities.reserve(root.children.size());
-    for (json_node& element : root.children) {
-        dto::EntityDto& entity = entities.emplace_back();
-        if (!element.is_object || !entity.from_json(element))
-            return make_error(error_kind::invalid_body, 0, compact(element));
-        element.set_value({}, false);
-    }
-    return entities;
-}
-
 } // namespace
 
 std::string BusinessEntitiesQueryApi::path(std::optional<std::uint32_t> skip,
@@ -67,21 +47,28 @@ std::string BusinessEntitiesQueryApi::body(const dto::BusinessEntitiesQueryDto& 
 
 expected<std::vector<dto::EntityDto>> BusinessEntitiesQueryApi::entities_from(const std::string& body)
 {
+    // Each entity is read as soon as its element has been parsed, while it is
+    // still in the cache, and its subtree is dropped at once: the whole tree,
+    // several times the size of the reply, never exists.
+    std::vector<dto::EntityDto> entities;
+    std::optional<error> bad_element;
     json_node root;
-    if (!parse_json(body, root))
+    const bool parsed = parse_json_elements(body, root, [&](json_node& element) {
+        if (bad_element)
+            return;
+        dto::EntityDto& entity = entities.emplace_back();
+        if (!element.is_object || !entity.from_json(element))
+            bad_element = make_error(error_kind::invalid_body, 0, compact(element)).error();
+    });
+    // A text that does not parse is reported whole, even when an element
+    // before the fault was already bad.
+    if (!parsed)
         return make_error(error_kind::invalid_body, 0, body);
-    return entities_from_tree(root);
-}
-
-expected<std::vector<dto::EntityDto>> BusinessEntitiesQueryApi::entities_from(std::string&& body)
-{
-    json_node root;
-    if (!parse_json(body, root))
-        return make_error(error_kind::invalid_body, 0, std::move(body));
-    // Only the tree is read from here on; a large reply should not stay
-    // alive beside it.
-    std::string().swap(body);
-    return entities_from_tree(root);
+    if (!root.is_array)
+        return make_error(error_kind::invalid_body, 0, compact(root));
+    if (bad_element)
+        return std::unexpected(std::move(*bad_element));
+    return entities;
 }
 
 expected<std::vector<dto::EntityDto>> BusinessEntitiesQueryApi::query_vector(
@@ -100,7 +87,7 @@ expected<std::vector<dto::EntityDto>> BusinessEntitiesQueryApi::query_vector(
     if (reply->status < 200 || reply->status > 299)
         return make_error(error_kind::http_status, reply->status, std::move(reply->body),
                           std::move(reply->headers));
-    return entities_from(std::move(reply->body));
+    return entities_from(reply->body);
 }
 
 } // namespace tarsion::quorvel::api

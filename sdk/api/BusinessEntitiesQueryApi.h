@@ -37,10 +37,8 @@ public:
                             const std::optional<std::string>& engine);
     // The compact JSON body; empty when the record cannot be written.
     static std::string body(const dto::BusinessEntitiesQueryDto& query);
-    // Turns a 2xx reply body into entities. The second form consumes the
-    // body: it is released once parsed, before the entities are built.
+    // Turns a 2xx reply body into entities.
     static expected<std::vector<dto::EntityDto>> entities_from(const std::string& body);
-    static expected<std::vector<dto::EntityDto>> entities_from(std::string&& body);
 };
 
 } // namespace tarsion::quorvel::api

@@ -156,7 +156,10 @@ enum class expect { next = 0, key = 1, value = 2, colon = 3 };
 class parser
 {
 public:
-    parser(json_node& root, const char* end) : root_(root), end_(end)
+    // With `on_element`, each element of an array root is handed over as soon
+    // as the comma or bracket after it is read, and then dropped.
+    parser(json_node& root, const char* end, const element_handler* on_element = nullptr)
+        : root_(root), end_(end), on_element_(on_element)
     {
         scratch_.reserve(64);
         frames_.push_back({kRoot, 0});
@@ -321,7 +324,10 @@ private:
     {
         const frame& f = frames_.back();
         const json_node& closing = holder(f);
-        if (closing.value.empty() && (closing.is_array || closing.is_object) && member_count() == 1) {
+        // A root whose elements have been handed over is not down to its
+        // first slot, whatever is left on the list.
+        const bool first_slot_only = member_count() == 1 && !(f.holder == kRoot && streamed_any_);
+        if (closing.value.empty() && (closing.is_array || closing.is_object) && first_slot_only) {
             const json_node& only = scratch_.back();
             // The slot made for a first element that never came: "[]" or "{}".
             if (only.key.empty() && only.value.empty() && only.children.empty() && !only.is_array
@@ -332,17 +338,36 @@ private:
         settle_top();
         child_ = root_closed ? child_at::root : child_at::last;
         state_ = expect::next;
+        if (root_closed && streaming()) {
+            for (json_node& element : root_.children)
+                (*on_element_)(element);
+            root_.children.clear();
+        }
         return root_closed;
     }
+
+    bool streaming() const noexcept { return on_element_ != nullptr && root_.is_array; }
 
     bool comma(const char* p)
     {
         if (state_ != expect::next || member_count() == 0)
             return false;
+        // After streaming, the first member on the list is the latest element
+        // rather than the first; an array's members never have keys, so the
+        // answer is the same.
         state_ = scratch_[frames_.back().first].key.empty() ? expect::value : expect::key;
         if (closing_token_at(p)) {
-            state_ = expect::next; // a trailing comma
+            // A trailing comma. The element before it is handed over when the
+            // root closes: if it is the first and looks like an unfilled slot,
+            // closing drops it, as it would without streaming.
+            state_ = expect::next;
             return true;
+        }
+        if (streaming() && frames_.size() == 1) {
+            streamed_any_ = true;
+            // The only member left on the list is the element just finished.
+            (*on_element_)(scratch_.back());
+            scratch_.pop_back();
         }
         add_placeholder();
         return true;
@@ -412,6 +437,8 @@ private:
 
     json_node& root_;
     const char* const end_;
+    const element_handler* const on_element_;
+    bool streamed_any_ = false;
     std::vector<json_node> scratch_;
     std::vector<frame> frames_;
     child_at child_ = child_at::none;
@@ -433,15 +460,29 @@ char unescaped(char c) noexcept
 
 } // namespace
 
-bool parse_json(const std::string& text, json_node& root)
+namespace {
+
+bool parse(const std::string& text, json_node& root, const element_handler* on_element)
 {
     std::string decoded;
     const std::string& source = decode_unicode_escapes(text, decoded) ? decoded : text;
     const char* const end = source.data() + source.size();
     root.parent = nullptr;
-    parser p(root, end);
+    parser p(root, end, on_element);
     const char* stop = p.run(source.c_str());
     return stop != nullptr && !has_token_at(stop, end);
+}
+
+} // namespace
+
+bool parse_json(const std::string& text, json_node& root)
+{
+    return parse(text, root, nullptr);
+}
+
+bool parse_json_elements(const std::string& text, json_node& root, const element_handler& on_element)
+{
+    return parse(text, root, &on_element);
 }
 
 void unescape_into(std::string& out, std::string_view span)

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -17,6 +18,17 @@ namespace tarsion {
 // decoded to UTF-8 before parsing, unless one of them is malformed, in which
 // case none is. A zero byte ends the text.
 bool parse_json(const std::string& text, json_node& root);
+
+using element_handler = std::function<void(json_node& element)>;
+
+// Reads `text` as parse_json does, but when the root is an array, hands each
+// of its elements to `on_element` as soon as the comma or bracket after it has
+// been read, in order, and then destroys it: the whole tree never exists at
+// once, and each element is still in the cache when it is used. On success
+// the root is then an empty array (or, for any other root, what parse_json
+// gives). On failure some elements may have been handed over already, and
+// what is left in `root` is unspecified.
+bool parse_json_elements(const std::string& text, json_node& root, const element_handler& on_element);
 
 // Copies a token's bytes, replacing each backslash pair by the escaped byte
 // (b, f, n, r, t mapped to their control bytes, anything else kept).

@@ -244,6 +244,10 @@ INSTANTIATE_TEST_SUITE_P(
               error{7, 0, "{\"id\":\"bad\"}", {}}),
         fails("RejectedFirstEntity", {200, "[{\"version\":\"x1\"}]", {}, 0},
               error{7, 0, "{\"version\":\"x1\"}", {}}),
+        // Elements are read while the text is still being parsed: the first
+        // bad one is named, unless the text turns out not to parse at all.
+        fails("FirstOfTwoBadElements", {200, "[{}, 5, [6]]", {}, 0}, error{7, 0, "5", {}}),
+        fails("BadElementThenBrokenText", {200, "[5, {} x", {}, 0}, error{7, 0, "[5, {} x", {}}),
         fails("ServerError", {500, "{ \"boom\" : 1 }", kServerHeaders, 0},
               error{5, 500, "{ \"boom\" : 1 }", kServerHeaders}),
         fails("NotFound", {404, "missing", {}, 0}, error{5, 404, "missing", {}}),
