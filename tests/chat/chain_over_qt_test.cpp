@@ -89,9 +89,6 @@ TEST_F(ChainOverQt, ResolvesTheDutyChannelWithTheSignedInToken)
     EXPECT_EQ(chat.stateKey, QStringLiteral("assigned"));
     EXPECT_TRUE(chat.isDefaultChannel);
     EXPECT_EQ(chat.version, 31);
-    EXPECT_TRUE(chat.auxText.isEmpty());
-    EXPECT_TRUE(chat.auxTime1.isNull());
-    EXPECT_TRUE(chat.auxTime2.isNull());
 
     const auto entities =
         tarsion::quorvel::api::BusinessEntitiesQueryApi::entities_from(kTicketReply);
@@ -119,16 +116,6 @@ TEST_F(ChainOverQt, ServiceUnavailableIsOneRequestAndAServerError)
     ASSERT_FALSE(result->hasValue());
     EXPECT_EQ(result->error(), (Error{ErrorKind::ServerError, QStringLiteral("busy"), 503}));
     EXPECT_EQ(server.received().size(), 1);
-}
-
-TEST_F(ChainOverQt, NoTicketIsNotFound)
-{
-    server.push({200, {{"Content-Type", "application/json"}}, "[]"});
-    const auto result = resolve();
-    ASSERT_TRUE(result.has_value());
-    ASSERT_FALSE(result->hasValue());
-    EXPECT_EQ(result->error().kind, ErrorKind::NotFound);
-    EXPECT_EQ(result->error().httpCode, -1);
 }
 
 TEST_F(ChainOverQt, BusinessIdSuffixIsAddressedButNotReported)

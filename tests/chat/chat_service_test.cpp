@@ -8,12 +8,8 @@
 
 #include <gtest/gtest.h>
 
-#include <Ambrel/Client.h>
-
 #include "chat/ChatService.h"
-#include "chat/SdkChain.h"
 #include "chat_test_support.h"
-#include "sdk/qt/AmbrelTokenProvider.h"
 #include "sdk/qt/QtHttpNetworkService.h"
 
 namespace QuorvelChatTest {
@@ -70,26 +66,20 @@ protected:
     ChatService service;
 };
 
-TEST_F(ChatServiceTest, CarriesItsQualifiedClassName)
+TEST_F(ChatServiceTest, StartsWithoutIdentityButWithARunningNetworkThread)
 {
     EXPECT_STREQ(service.metaObject()->className(), "QuorvelChat::ChatService");
     EXPECT_TRUE(service.inherits("QuorvelSdk::QuorvelServiceBase"));
-}
-
-TEST_F(ChatServiceTest, StartsWithoutIdentityButWithARunningNetworkThread)
-{
     EXPECT_EQ(service.adapter(), nullptr);
     EXPECT_EQ(service.statusText(), kNoIdentity);
     ASSERT_NE(service.networkService(), nullptr);
     ASSERT_NE(service.networkService()->networkThread(), nullptr);
     EXPECT_TRUE(service.networkService()->networkThread()->isRunning());
     EXPECT_NE(service.networkService()->networkThread(), QThread::currentThread());
-    EXPECT_EQ(emissions(), 0);
-}
 
-TEST_F(ChatServiceTest, DetachWithoutAdapterAnnouncesNothing)
-{
+    // Nothing to take away: nothing is announced.
     service.detachAdapter();
+    service.setAdapter(nullptr);
     EXPECT_EQ(emissions(), 0);
     EXPECT_EQ(service.adapter(), nullptr);
 }
@@ -107,29 +97,46 @@ TEST_F(ChatServiceTest, AttachingAnnouncesOnceAndChangesTheStatus)
     EXPECT_TRUE(destroyedWhile.empty());
 }
 
-TEST_F(ChatServiceTest, NullWithoutAdapterAnnouncesNothing)
-{
-    service.setAdapter(nullptr);
-    EXPECT_EQ(emissions(), 0);
-    EXPECT_EQ(service.adapter(), nullptr);
-}
+// Signing out by each of the three ways the service offers.
+using SignOut = void (*)(ChatService&);
 
-TEST_F(ChatServiceTest, NullWhileAttachedAnnouncesOnceWithTheAdapterAlreadyGone)
+class ChatServiceSignOutTest : public ChatServiceTest,
+                               public ::testing::WithParamInterface<SignOut>
 {
+};
+
+TEST_P(ChatServiceSignOutTest, AnnouncesOnceAfterTheAdapterIsClearedAndDestroyed)
+{
+    QThread* thread = service.networkService()->networkThread();
     service.setAdapter(tracedAdapter("first"));
     seenInEmission.clear();
     statusInEmission.clear();
+    QObject::connect(&service, &ChatService::adapterChanged, &service,
+                     [this] { EXPECT_EQ(destroyedWhile.size(), 1u); });
 
-    service.setAdapter(nullptr);
+    GetParam()(service);
     ASSERT_EQ(emissions(), 1);
     EXPECT_EQ(seenInEmission[0], nullptr);
     EXPECT_EQ(statusInEmission[0], kNoIdentity);
     EXPECT_EQ(service.adapter(), nullptr);
     EXPECT_EQ(service.statusText(), kNoIdentity);
-    // Cleared before it was destroyed, and destroyed before the announcement.
+    // Cleared before it was destroyed.
     ASSERT_EQ(destroyedWhile.size(), 1u);
     EXPECT_EQ(destroyedWhile[0], (std::pair<std::string, SdkAdapter*>{"first", nullptr}));
+
+    GetParam()(service);
+    EXPECT_EQ(emissions(), 1);
+    EXPECT_EQ(destroyedWhile.size(), 1u);
+    // Signed out is not shut down: the network thread keeps running.
+    EXPECT_EQ(service.networkService()->networkThread(), thread);
+    EXPECT_TRUE(thread->isRunning());
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    ThreeWays, ChatServiceSignOutTest,
+    ::testing::Values(+[](ChatService& s) { s.setAdapter(nullptr); },
+                      +[](ChatService& s) { s.detachAdapter(); },
+                      +[](ChatService& s) { static_cast<QuorvelSdk::QuorvelServiceBase&>(s).releaseAll(); }));
 
 TEST_F(ChatServiceTest, ReplacingAnnouncesRemovalThenTheNewChain)
 {
@@ -148,73 +155,6 @@ TEST_F(ChatServiceTest, ReplacingAnnouncesRemovalThenTheNewChain)
     ASSERT_EQ(destroyedWhile.size(), 1u);
     EXPECT_EQ(destroyedWhile[0].first, "first");
     EXPECT_EQ(service.adapter(), raw);
-}
-
-TEST_F(ChatServiceTest, DetachAnnouncesOnceAfterTheAdapterIsDestroyed)
-{
-    service.setAdapter(tracedAdapter("first"));
-    seenInEmission.clear();
-
-    QObject::connect(&service, &ChatService::adapterChanged, &service,
-                     [this] { EXPECT_EQ(destroyedWhile.size(), 1u); });
-    service.detachAdapter();
-    ASSERT_EQ(emissions(), 1);
-    EXPECT_EQ(seenInEmission[0], nullptr);
-    service.detachAdapter();
-    EXPECT_EQ(emissions(), 1);
-}
-
-TEST_F(ChatServiceTest, ReleaseAllDetachesOnceAndIsHarmlessTwice)
-{
-    service.setAdapter(tracedAdapter("first"));
-    seenInEmission.clear();
-
-    QuorvelSdk::QuorvelServiceBase& base = service;
-    base.releaseAll();
-    ASSERT_EQ(emissions(), 1);
-    EXPECT_EQ(seenInEmission[0], nullptr);
-    EXPECT_EQ(service.adapter(), nullptr);
-    EXPECT_EQ(service.statusText(), kNoIdentity);
-    EXPECT_EQ(destroyedWhile.size(), 1u);
-
-    base.releaseAll();
-    EXPECT_EQ(emissions(), 1);
-    EXPECT_EQ(destroyedWhile.size(), 1u);
-    // Signed out is not shut down: the network thread keeps running.
-    EXPECT_TRUE(service.networkService()->networkThread()->isRunning());
-}
-
-TEST_F(ChatServiceTest, SigningOutKeepsTheNetworkThreadRunning)
-{
-    QThread* thread = service.networkService()->networkThread();
-    service.setAdapter(tracedAdapter("first"));
-    service.detachAdapter();
-    EXPECT_EQ(service.networkService()->networkThread(), thread);
-    EXPECT_TRUE(thread->isRunning());
-}
-
-TEST_F(ChatServiceTest, TakesABuiltChainOverItsOwnNetworkService)
-{
-    Ambrel::Client client;
-    QuorvelSdk::AmbrelTokenProvider provider(&client);
-    SdkChainSettings settings;
-    settings.networkService = service.networkService();
-    settings.tokenProvider = &provider;
-    settings.baseUrl = QStringLiteral("http://127.0.0.1:1");
-    settings.businessId = QStringLiteral("b1");
-
-    auto chain = buildSdkChain(settings);
-    ASSERT_NE(chain, nullptr);
-    SdkAdapter* raw = chain.get();
-    service.setAdapter(std::move(chain));
-    EXPECT_EQ(emissions(), 1);
-    EXPECT_EQ(service.adapter(), raw);
-    EXPECT_NE(qobject_cast<IChatBackend*>(static_cast<QObject*>(service.adapter())), nullptr);
-    EXPECT_EQ(service.statusText(), kAttached);
-
-    service.setAdapter(nullptr);
-    EXPECT_EQ(emissions(), 2);
-    EXPECT_EQ(service.adapter(), nullptr);
 }
 
 TEST(ChatServiceLifetime, DestructionTakesTheAdapterBeforeTheNetworkThread)
