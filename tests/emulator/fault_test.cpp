@@ -13,16 +13,30 @@ namespace {
 
 const QString kDemo = QStringLiteral("demo");
 
-TEST(EmulatorFaults, StatusFaultsAnswerTheNextQueriesInQueueOrder)
+// An emulator with one token issued before any fault is queued.
+class EmulatorFaults : public ::testing::Test
 {
+protected:
+    Reply query(const QByteArray& bearer) { return emulator.query(kDemo, kDutyChannelQuery, bearer); }
+    Reply query() { return query(token); }
+    QNetworkReply* startQuery() { return emulator.startQuery(kDemo, kDutyChannelQuery, token); }
+    RawExchange rawQuery()
+    {
+        return emulator.raw(emulator.rawQueryRequest(kDemo, kDutyChannelQuery, token));
+    }
+
     EmulatorHarness emulator;
     const QByteArray token = emulator.token();
+};
+
+TEST_F(EmulatorFaults, StatusFaultsAnswerTheNextQueriesInQueueOrder)
+{
     emulator.addFault(R"([{"kind":"status","status":429,"retryAfter":"7","body":"slow down"},)"
                       R"( {"kind":"status","status":503,"retryAfter":"Wed, 21 Oct 2015 07:28:00 GMT"}])");
 
-    const Reply first = emulator.query(kDemo, kDutyChannelQuery, token);
-    const Reply second = emulator.query(kDemo, kDutyChannelQuery, token);
-    const Reply third = emulator.query(kDemo, kDutyChannelQuery, token);
+    const Reply first = query();
+    const Reply second = query();
+    const Reply third = query();
 
     EXPECT_EQ(first.status, 429);
     EXPECT_EQ(first.header("Retry-After"), "7");
@@ -34,48 +48,41 @@ TEST(EmulatorFaults, StatusFaultsAnswerTheNextQueriesInQueueOrder)
     EXPECT_EQ(third.status, 200);
 }
 
-TEST(EmulatorFaults, EmptyRetryAfterIsSentAsAnEmptyHeader)
+TEST_F(EmulatorFaults, EmptyRetryAfterIsSentAsAnEmptyHeader)
 {
-    EmulatorHarness emulator;
-    const QByteArray token = emulator.token();
     emulator.addFault(R"({"kind":"status","status":429,"retryAfter":""})");
 
-    const RawExchange exchange =
-        emulator.raw(emulator.rawQueryRequest(kDemo, kDutyChannelQuery, token));
+    const RawExchange exchange = rawQuery();
 
     EXPECT_TRUE(exchange.head().startsWith("HTTP/1.1 429")) << exchange.head().toStdString();
     EXPECT_TRUE(exchange.head().contains("\r\nRetry-After: \r\n")) << exchange.head().toStdString();
 }
 
-TEST(EmulatorFaults, TimesCountsRequestsAndMinusOneLastsUntilCleared)
+TEST_F(EmulatorFaults, TimesCountsRequestsAndMinusOneLastsUntilCleared)
 {
-    EmulatorHarness emulator;
-    const QByteArray token = emulator.token();
     emulator.addFault(R"({"kind":"status","status":502,"times":2})");
-    EXPECT_EQ(emulator.query(kDemo, kDutyChannelQuery, token).status, 502);
-    EXPECT_EQ(emulator.query(kDemo, kDutyChannelQuery, token).status, 502);
-    EXPECT_EQ(emulator.query(kDemo, kDutyChannelQuery, token).status, 200);
+    EXPECT_EQ(query().status, 502);
+    EXPECT_EQ(query().status, 502);
+    EXPECT_EQ(query().status, 200);
 
     // 599 is not a status Qt's responder can name; it must still go out.
     emulator.addFault(R"({"kind":"status","status":599,"times":-1})");
     for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(emulator.query(kDemo, kDutyChannelQuery, token).status, 599);
+        EXPECT_EQ(query().status, 599);
 
     const Reply cleared = emulator.send("DELETE", QStringLiteral("/_emulator/faults"));
     EXPECT_EQ(cleared.json().object().value(QLatin1String("cleared")).toInteger(), 1);
-    EXPECT_EQ(emulator.query(kDemo, kDutyChannelQuery, token).status, 200);
+    EXPECT_EQ(query().status, 200);
 }
 
-TEST(EmulatorFaults, DelayedReplyDoesNotHoldUpOtherRequests)
+TEST_F(EmulatorFaults, DelayedReplyDoesNotHoldUpOtherRequests)
 {
-    EmulatorHarness emulator;
-    const QByteArray token = emulator.token();
     emulator.addFault(R"({"kind":"delay","delayMs":1500})");
 
     QElapsedTimer clock;
     clock.start();
-    QNetworkReply* delayed = emulator.startQuery(kDemo, kDutyChannelQuery, token);
-    const Reply other = emulator.query(kDemo, kDutyChannelQuery, token);
+    QNetworkReply* delayed = startQuery();
+    const Reply other = query();
     const bool delayedStillPending = !delayed->isFinished();
     const Reply late = emulator.wait(delayed);
     const qint64 lateDoneAt = clock.elapsed();
@@ -88,14 +95,12 @@ TEST(EmulatorFaults, DelayedReplyDoesNotHoldUpOtherRequests)
     EXPECT_GE(lateDoneAt, 1500);
 }
 
-TEST(EmulatorFaults, ClientHangingUpWhileAReplyIsHeldBackIsHarmless)
+TEST_F(EmulatorFaults, ClientHangingUpWhileAReplyIsHeldBackIsHarmless)
 {
-    EmulatorHarness emulator;
-    const QByteArray token = emulator.token();
     emulator.addFault(R"([{"kind":"delay","delayMs":300},{"kind":"stall","delayMs":300,"bytes":10}])");
 
-    QNetworkReply* delayed = emulator.startQuery(kDemo, kDutyChannelQuery, token);
-    QNetworkReply* stalled = emulator.startQuery(kDemo, kDutyChannelQuery, token);
+    QNetworkReply* delayed = startQuery();
+    QNetworkReply* stalled = startQuery();
     QEventLoop loop;
     QTimer::singleShot(100, &loop, [&] {
         delayed->abort();
@@ -108,17 +113,15 @@ TEST(EmulatorFaults, ClientHangingUpWhileAReplyIsHeldBackIsHarmless)
     stalled->deleteLater();
 
     EXPECT_EQ(emulator.server().faults().size(), 0);
-    EXPECT_EQ(emulator.query(kDemo, kDutyChannelQuery, token).status, 200);
+    EXPECT_EQ(query().status, 200);
 }
 
-TEST(EmulatorFaults, NonJsonFaultSendsAnHtmlPage)
+TEST_F(EmulatorFaults, NonJsonFaultSendsAnHtmlPage)
 {
-    EmulatorHarness emulator;
-    const QByteArray token = emulator.token();
     emulator.addFault(R"([{"kind":"nonjson"},{"kind":"nonjson","status":502,"body":"<h1>Bad gateway</h1>"}])");
 
-    const Reply page = emulator.query(kDemo, kDutyChannelQuery, token);
-    const Reply gateway = emulator.query(kDemo, kDutyChannelQuery, token);
+    const Reply page = query();
+    const Reply gateway = query();
 
     EXPECT_EQ(page.status, 200);
     EXPECT_EQ(page.header("Content-Type"), "text/html; charset=utf-8");
@@ -128,43 +131,36 @@ TEST(EmulatorFaults, NonJsonFaultSendsAnHtmlPage)
     EXPECT_EQ(gateway.body, "<h1>Bad gateway</h1>");
 }
 
-TEST(EmulatorFaults, ObjectFaultWrapsTheResultInAnObject)
+TEST_F(EmulatorFaults, ObjectFaultWrapsTheResultInAnObject)
 {
-    EmulatorHarness emulator;
-    const QByteArray token = emulator.token();
     emulator.addFault(R"({"kind":"object"})");
 
-    const Reply reply = emulator.query(kDemo, kDutyChannelQuery, token);
+    const Reply reply = query();
 
     ASSERT_EQ(reply.status, 200);
     ASSERT_TRUE(reply.json().isObject()) << reply.body.toStdString();
     EXPECT_EQ(reply.json().object().value(QLatin1String("value")).toArray().size(), 1);
 }
 
-TEST(EmulatorFaults, ExpireFaultEndsTheCallersTokenAndARenewedOneWorks)
+TEST_F(EmulatorFaults, ExpireFaultEndsTheCallersTokenOnlyAndARenewedOneWorks)
 {
-    EmulatorHarness emulator;
-    const QByteArray caller = emulator.token();
     const QByteArray bystander = emulator.token();
-    emulator.addFault(R"({"kind":"expire"})");
+    emulator.addFault(R"({"kind":"expire","after":1})");
 
-    const Reply refused = emulator.query(kDemo, kDutyChannelQuery, caller);
-
+    EXPECT_EQ(query().status, 200);
+    const Reply refused = query();
     EXPECT_EQ(refused.status, 401);
     EXPECT_EQ(refused.message(), QStringLiteral("Access token expired"));
-    EXPECT_EQ(emulator.query(kDemo, kDutyChannelQuery, caller).status, 401);
-    EXPECT_EQ(emulator.query(kDemo, kDutyChannelQuery, bystander).status, 200);
-    EXPECT_EQ(emulator.query(kDemo, kDutyChannelQuery, emulator.token()).status, 200);
+    EXPECT_EQ(query().status, 401);
+    EXPECT_EQ(query(bystander).status, 200);
+    EXPECT_EQ(query(emulator.token()).status, 200);
 }
 
-TEST(EmulatorFaults, CloseFaultDropsTheConnectionHalfwayThroughTheBody)
+TEST_F(EmulatorFaults, CloseFaultDropsTheConnectionHalfwayThroughTheBody)
 {
-    EmulatorHarness emulator;
-    const QByteArray token = emulator.token();
     emulator.addFault(R"({"kind":"close"})");
 
-    const RawExchange exchange =
-        emulator.raw(emulator.rawQueryRequest(kDemo, kDutyChannelQuery, token));
+    const RawExchange exchange = rawQuery();
 
     EXPECT_TRUE(exchange.closedByServer);
     EXPECT_TRUE(exchange.head().startsWith("HTTP/1.1 200")) << exchange.head().toStdString();
@@ -172,33 +168,27 @@ TEST(EmulatorFaults, CloseFaultDropsTheConnectionHalfwayThroughTheBody)
     EXPECT_EQ(exchange.body().size(), exchange.contentLength() / 2);
 }
 
-TEST(EmulatorFaults, TruncateFaultPromisesMoreThanItSendsThenCloses)
+TEST_F(EmulatorFaults, TruncateFaultPromisesMoreThanItSendsThenCloses)
 {
-    EmulatorHarness emulator;
-    const QByteArray token = emulator.token();
     emulator.addFault(R"({"kind":"truncate","bytes":10})");
 
-    const RawExchange exchange =
-        emulator.raw(emulator.rawQueryRequest(kDemo, kDutyChannelQuery, token));
+    const RawExchange exchange = rawQuery();
 
     EXPECT_TRUE(exchange.closedByServer);
     EXPECT_EQ(exchange.body(), "[{\"attribu");
     EXPECT_GT(exchange.contentLength(), 10);
 
     emulator.addFault(R"({"kind":"truncate"})");
-    const Reply seenByClient = emulator.query(kDemo, kDutyChannelQuery, token);
+    const Reply seenByClient = query();
     EXPECT_TRUE(seenByClient.finished);
     EXPECT_NE(seenByClient.error, QNetworkReply::NoError);
 }
 
-TEST(EmulatorFaults, StallFaultPausesInsideTheBodyThenCompletesIt)
+TEST_F(EmulatorFaults, StallFaultPausesInsideTheBodyThenCompletesIt)
 {
-    EmulatorHarness emulator;
-    const QByteArray token = emulator.token();
     emulator.addFault(R"({"kind":"stall","bytes":100,"delayMs":700})");
 
-    const RawExchange exchange =
-        emulator.raw(emulator.rawQueryRequest(kDemo, kDutyChannelQuery, token));
+    const RawExchange exchange = rawQuery();
 
     // The head and the first 100 body bytes come together, then nothing
     // until the pause is over.
@@ -220,14 +210,12 @@ TEST(EmulatorFaults, StallFaultPausesInsideTheBodyThenCompletesIt)
     EXPECT_FALSE(exchange.closedByServer);
 }
 
-TEST(EmulatorFaults, LargeFaultRepeatsTheResultWithDistinctIds)
+TEST_F(EmulatorFaults, LargeFaultRepeatsTheResultWithDistinctIds)
 {
-    EmulatorHarness emulator;
-    const QByteArray token = emulator.token();
     emulator.addFault(R"([{"kind":"large","count":1000},{"kind":"large","bytes":300000}])");
 
-    const Reply counted = emulator.query(kDemo, kDutyChannelQuery, token);
-    const Reply sized = emulator.query(kDemo, kDutyChannelQuery, token);
+    const Reply counted = query();
+    const Reply sized = query();
 
     const QJsonArray entities = counted.json().array();
     ASSERT_EQ(entities.size(), 1000);
@@ -245,25 +233,21 @@ TEST(EmulatorFaults, LargeFaultRepeatsTheResultWithDistinctIds)
     EXPECT_TRUE(sized.json().isArray());
 }
 
-TEST(EmulatorFaults, NestedFaultSendsArraysDeeperThanParsersAllow)
+TEST_F(EmulatorFaults, NestedFaultSendsArraysDeeperThanParsersAllow)
 {
-    EmulatorHarness emulator;
-    const QByteArray token = emulator.token();
     emulator.addFault(R"({"kind":"nested","depth":3000})");
 
-    const Reply reply = emulator.query(kDemo, kDutyChannelQuery, token);
+    const Reply reply = query();
 
     EXPECT_EQ(reply.status, 200);
     EXPECT_EQ(reply.body, QByteArray(3000, '[') + QByteArray(3000, ']'));
 }
 
-TEST(EmulatorFaults, InvalidUtf8FaultBreaksTheEncodingOfTheResult)
+TEST_F(EmulatorFaults, InvalidUtf8FaultBreaksTheEncodingOfTheResult)
 {
-    EmulatorHarness emulator;
-    const QByteArray token = emulator.token();
     emulator.addFault(R"({"kind":"invalidutf8"})");
 
-    const Reply reply = emulator.query(kDemo, kDutyChannelQuery, token);
+    const Reply reply = query();
 
     ASSERT_EQ(reply.status, 200);
     QStringDecoder decoder(QStringDecoder::Utf8);
@@ -272,24 +256,21 @@ TEST(EmulatorFaults, InvalidUtf8FaultBreaksTheEncodingOfTheResult)
     EXPECT_TRUE(reply.body.contains("\"entityTypeKey\":\"\xC3\x28\xFF" "BUSINESS_TICKET\""));
 }
 
-TEST(EmulatorFaults, TokenFaultsAndQueryFaultsKeepToTheirEndpoints)
+TEST_F(EmulatorFaults, TokenFaultsAndQueryFaultsKeepToTheirEndpoints)
 {
-    EmulatorHarness emulator;
-    const QByteArray token = emulator.token();
     emulator.addFault(R"([{"kind":"status","status":503,"target":"token"},{"kind":"status","status":500}])");
 
     const Reply tokenDown = emulator.requestToken(
         "grant_type=client_credentials&client_id=demo-client&client_secret=demo-secret");
-    const Reply queryFault = emulator.query(kDemo, kDutyChannelQuery, token);
+    const Reply queryFault = query();
 
     EXPECT_EQ(tokenDown.status, 503);
     EXPECT_EQ(queryFault.status, 500);
-    EXPECT_EQ(emulator.query(kDemo, kDutyChannelQuery, emulator.token()).status, 200);
+    EXPECT_EQ(query(emulator.token()).status, 200);
 }
 
-TEST(EmulatorFaults, AfterLetsThatManyRequestsPassBeforeTheFaultApplies)
+TEST_F(EmulatorFaults, AfterLetsThatManyRequestsPassBeforeTheFaultApplies)
 {
-    EmulatorHarness emulator;
     emulator.addFault(R"({"kind":"status","status":503,"target":"token","after":2,"times":2})");
     const QByteArray form =
         "grant_type=client_credentials&client_id=demo-client&client_secret=demo-secret";
@@ -302,23 +283,19 @@ TEST(EmulatorFaults, AfterLetsThatManyRequestsPassBeforeTheFaultApplies)
     EXPECT_EQ(emulator.server().faults().size(), 0);
 }
 
-TEST(EmulatorFaults, AfterCountsOnlyRequestsToItsOwnTarget)
+TEST_F(EmulatorFaults, AfterCountsOnlyRequestsToItsOwnTarget)
 {
-    EmulatorHarness emulator;
-    const QByteArray token = emulator.token();
     emulator.addFault(R"({"kind":"status","status":500,"after":1})");
 
     // A token request in between neither counts nor meets the fault.
-    EXPECT_EQ(emulator.query(kDemo, kDutyChannelQuery, token).status, 200);
+    EXPECT_EQ(query().status, 200);
     EXPECT_FALSE(emulator.token().isEmpty());
-    EXPECT_EQ(emulator.query(kDemo, kDutyChannelQuery, token).status, 500);
-    EXPECT_EQ(emulator.query(kDemo, kDutyChannelQuery, token).status, 200);
+    EXPECT_EQ(query().status, 500);
+    EXPECT_EQ(query().status, 200);
 }
 
-TEST(EmulatorFaults, AFaultStillWaitingHoldsBackTheFaultsQueuedBehindIt)
+TEST_F(EmulatorFaults, AFaultStillWaitingHoldsBackTheFaultsQueuedBehindIt)
 {
-    EmulatorHarness emulator;
-    const QByteArray token = emulator.token();
     emulator.addFault(R"([{"kind":"status","status":502,"after":1},{"kind":"status","status":404}])");
 
     const QJsonArray pending = emulator.send("GET", QStringLiteral("/_emulator/faults"))
@@ -327,25 +304,13 @@ TEST(EmulatorFaults, AFaultStillWaitingHoldsBackTheFaultsQueuedBehindIt)
     EXPECT_EQ(pending.at(0).toObject().value(QLatin1String("after")).toInteger(), 1);
     EXPECT_FALSE(pending.at(1).toObject().contains(QLatin1String("after")));
 
-    EXPECT_EQ(emulator.query(kDemo, kDutyChannelQuery, token).status, 200);
-    EXPECT_EQ(emulator.query(kDemo, kDutyChannelQuery, token).status, 502);
-    EXPECT_EQ(emulator.query(kDemo, kDutyChannelQuery, token).status, 404);
-    EXPECT_EQ(emulator.query(kDemo, kDutyChannelQuery, token).status, 200);
+    EXPECT_EQ(query().status, 200);
+    EXPECT_EQ(query().status, 502);
+    EXPECT_EQ(query().status, 404);
+    EXPECT_EQ(query().status, 200);
 }
 
-TEST(EmulatorFaults, ExpireAfterASuccessfulQueryEndsTheTokenOnTheNextOne)
-{
-    EmulatorHarness emulator;
-    const QByteArray token = emulator.token();
-    emulator.addFault(R"({"kind":"expire","after":1})");
-
-    EXPECT_EQ(emulator.query(kDemo, kDutyChannelQuery, token).status, 200);
-    const Reply refused = emulator.query(kDemo, kDutyChannelQuery, token);
-    EXPECT_EQ(refused.status, 401);
-    EXPECT_EQ(refused.message(), QStringLiteral("Access token expired"));
-}
-
-TEST(EmulatorFaults, BadFaultsAreRefusedWith400AndNothingIsQueued)
+TEST_F(EmulatorFaults, BadFaultsAreRefusedWith400AndNothingIsQueued)
 {
     const char* bad[] = {
         "not json",
@@ -370,13 +335,10 @@ TEST(EmulatorFaults, BadFaultsAreRefusedWith400AndNothingIsQueued)
         R"({"kind":"large"})",
         R"({"kind":"large","count":0})",
         R"({"kind":"nested","count":3})",
+        // The number checks are shared; only the ranges differ per member.
         R"({"kind":"status","status":500,"after":-1})",
-        R"({"kind":"status","status":500,"after":1.5})",
-        R"({"kind":"status","status":500,"after":"1"})",
         R"([{"kind":"status","status":500},{"kind":"nope"}])",
     };
-
-    EmulatorHarness emulator;
     for (const char* json : bad) {
         const Reply reply = emulator.send("POST", QStringLiteral("/_emulator/faults"), json);
         EXPECT_EQ(reply.status, 400) << json;
@@ -384,7 +346,7 @@ TEST(EmulatorFaults, BadFaultsAreRefusedWith400AndNothingIsQueued)
     }
     const Reply pending = emulator.send("GET", QStringLiteral("/_emulator/faults"));
     EXPECT_EQ(pending.json().object().value(QLatin1String("faults")).toArray().size(), 0);
-    EXPECT_EQ(emulator.query(kDemo, kDutyChannelQuery, emulator.token()).status, 200);
+    EXPECT_EQ(query(emulator.token()).status, 200);
 }
 
 } // namespace
