@@ -124,17 +124,6 @@ TEST_F(DebugInfoView, WithoutServiceSaysSoOnEveryRefresh)
     EXPECT_TRUE(t[Build].contains(". Last refresh: "));
 }
 
-TEST_F(DebugInfoView, NotSignedInClearsTheFields)
-{
-    DebugInfoWidget view(&service);
-    view.refresh();
-    const QStringList t = texts(view);
-    EXPECT_EQ(t[Status], "Not signed in \u2014 SdkAdapter not attached. Click refresh after sign-in.");
-    for (int field = Id; field <= StateKey; ++field)
-        EXPECT_TRUE(t[field].isEmpty()) << field;
-    EXPECT_TRUE(t[Dump].isEmpty());
-}
-
 TEST_F(DebugInfoView, ShowsAResolvedChatFieldByField)
 {
     DebugInfoWidget view(&service);
@@ -209,16 +198,24 @@ TEST_F(DebugInfoView, OnlyTheLatestOfTwoQuickRefreshesIsShown)
     EXPECT_EQ(texts(view)[ChatTitle], "Chat.title: second");
 }
 
-TEST_F(DebugInfoView, SignOutShowsTheNotSignedInStatus)
+TEST_F(DebugInfoView, SignOutShowsTheNotSignedInStatusAndClearsTheFields)
 {
     DebugInfoWidget view(&service);
     attach();
-    backend->finish(0, Chat{});
+    Chat chat;
+    chat.title = "Support";
+    chat.stateKey = "OPEN";
+    chat.rawDump = "entity.id: <unset>\n";
+    backend->finish(0, chat);
     deliver();
+    ASSERT_EQ(texts(view)[ChatTitle], "Chat.title: Support");
+
     service.detachAdapter();
-    EXPECT_EQ(texts(view)[Status],
-              "Not signed in \u2014 SdkAdapter not attached. Click refresh after sign-in.");
-    EXPECT_TRUE(texts(view)[Dump].isEmpty());
+    const QStringList t = texts(view);
+    EXPECT_EQ(t[Status], "Not signed in \u2014 SdkAdapter not attached. Click refresh after sign-in.");
+    for (int field = Id; field <= StateKey; ++field)
+        EXPECT_TRUE(t[field].isEmpty()) << field;
+    EXPECT_TRUE(t[Dump].isEmpty());
 }
 
 TEST_F(DebugInfoView, DestroyedChildrenAreSkipped)
