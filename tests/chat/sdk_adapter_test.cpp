@@ -91,84 +91,61 @@ private:
 const QUuid kChat = QUuid::fromString(QStringLiteral("{aaaaaaaa-0000-4000-8000-000000000001}"));
 const QUuid kOther = QUuid::fromString(QStringLiteral("{bbbbbbbb-0000-4000-8000-000000000002}"));
 
-struct ForwardRow
+TEST(SdkAdapter, ForwardsEveryOperationWithItsArgumentAndReturnsTheBackEndsFuture)
 {
-    const char* operation;
-    std::function<std::optional<Error>(IChatBackend&)> call;
-    QUuid id;
-    QString text;
-};
+    struct Row
+    {
+        const char* operation;
+        std::function<std::optional<Error>(IChatBackend&)> call;
+        QUuid id;
+        QString text;
+    };
+    MessageDraftRequest draft;
+    draft.chatId = kChat;
+    draft.text = QStringLiteral("hi");
+    Message edited;
+    edited.id = kOther;
+    edited.text = QStringLiteral("edited");
+    const Row rows[] = {
+        {"resolveChat", [](IChatBackend& b) { return awaitError(b.resolveChat()); }, QUuid(), {}},
+        {"listMessages",
+         [](IChatBackend& b) { return awaitError(b.listMessages({kChat, QStringLiteral("cur"), 5, 0})); },
+         kChat, QStringLiteral("cur")},
+        {"postMessage", [&](IChatBackend& b) { return awaitError(b.postMessage(draft)); }, kChat,
+         QStringLiteral("hi")},
+        {"patchMessage", [&](IChatBackend& b) { return awaitError(b.patchMessage(edited)); }, kOther,
+         QStringLiteral("edited")},
+        {"deleteMessage", [](IChatBackend& b) { return awaitError(b.deleteMessage(kOther)); }, kOther,
+         {}},
+        {"uploadAttachment",
+         [](IChatBackend& b) {
+             return awaitError(b.uploadAttachment({kChat, QStringLiteral("/tmp/f"), QStringLiteral("f"), {}}));
+         },
+         kChat, QStringLiteral("/tmp/f")},
+        {"downloadAttachment",
+         [](IChatBackend& b) { return awaitError(b.downloadAttachment({kChat, kOther})); }, kOther,
+         kChat.toString()},
+        {"saveDraft",
+         [](IChatBackend& b) {
+             return awaitError(b.saveDraft({kChat, QStringLiteral("draft"), QStringLiteral("md")}));
+         },
+         kChat, QStringLiteral("draft")},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.operation);
+        auto backend = std::make_unique<RecordingBackend>();
+        RecordingBackend* seen = backend.get();
+        SdkAdapter adapter(std::move(backend));
 
-void PrintTo(const ForwardRow& row, std::ostream* out)
-{
-    *out << row.operation;
+        const auto error = row.call(adapter);
+        ASSERT_TRUE(error.has_value());
+        EXPECT_EQ(*error, RecordingBackend::answerFor(QString::fromLatin1(row.operation)));
+        ASSERT_EQ(seen->calls.size(), 1u);
+        EXPECT_EQ(seen->calls[0].operation, QString::fromLatin1(row.operation));
+        EXPECT_EQ(seen->calls[0].id, row.id);
+        EXPECT_EQ(seen->calls[0].text, row.text);
+    }
 }
-
-class SdkAdapterForwardTest : public ::testing::TestWithParam<ForwardRow>
-{
-};
-
-TEST_P(SdkAdapterForwardTest, PassesTheArgumentAndReturnsTheBackEndsFuture)
-{
-    auto backend = std::make_unique<RecordingBackend>();
-    RecordingBackend* seen = backend.get();
-    SdkAdapter adapter(std::move(backend));
-
-    const auto error = GetParam().call(adapter);
-    ASSERT_TRUE(error.has_value());
-    EXPECT_EQ(*error, RecordingBackend::answerFor(QString::fromLatin1(GetParam().operation)));
-    ASSERT_EQ(seen->calls.size(), 1u);
-    EXPECT_EQ(seen->calls[0].operation, QString::fromLatin1(GetParam().operation));
-    EXPECT_EQ(seen->calls[0].id, GetParam().id);
-    EXPECT_EQ(seen->calls[0].text, GetParam().text);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    EightOperations, SdkAdapterForwardTest,
-    ::testing::Values(
-        ForwardRow{"resolveChat", [](IChatBackend& b) { return awaitError(b.resolveChat()); },
-                   QUuid(), QString()},
-        ForwardRow{"listMessages",
-                   [](IChatBackend& b) {
-                       return awaitError(b.listMessages({kChat, QStringLiteral("cur"), 5, 0}));
-                   },
-                   kChat, QStringLiteral("cur")},
-        ForwardRow{"postMessage",
-                   [](IChatBackend& b) {
-                       MessageDraftRequest r;
-                       r.chatId = kChat;
-                       r.text = QStringLiteral("hi");
-                       return awaitError(b.postMessage(r));
-                   },
-                   kChat, QStringLiteral("hi")},
-        ForwardRow{"patchMessage",
-                   [](IChatBackend& b) {
-                       Message m;
-                       m.id = kOther;
-                       m.text = QStringLiteral("edited");
-                       return awaitError(b.patchMessage(m));
-                   },
-                   kOther, QStringLiteral("edited")},
-        ForwardRow{"deleteMessage", [](IChatBackend& b) { return awaitError(b.deleteMessage(kOther)); },
-                   kOther, QString()},
-        ForwardRow{"uploadAttachment",
-                   [](IChatBackend& b) {
-                       return awaitError(b.uploadAttachment(
-                           {kChat, QStringLiteral("/tmp/f"), QStringLiteral("f"), QString()}));
-                   },
-                   kChat, QStringLiteral("/tmp/f")},
-        ForwardRow{"downloadAttachment",
-                   [](IChatBackend& b) { return awaitError(b.downloadAttachment({kChat, kOther})); },
-                   kOther, kChat.toString()},
-        ForwardRow{"saveDraft",
-                   [](IChatBackend& b) {
-                       return awaitError(
-                           b.saveDraft({kChat, QStringLiteral("draft"), QStringLiteral("md")}));
-                   },
-                   kChat, QStringLiteral("draft")}),
-    [](const ::testing::TestParamInfo<ForwardRow>& info) {
-        return std::string(info.param.operation);
-    });
 
 TEST(SdkAdapter, HandsBackTheBackEndsFutureItself)
 {
