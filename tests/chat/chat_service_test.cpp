@@ -98,7 +98,16 @@ TEST_F(ChatServiceTest, AttachingAnnouncesOnceAndChangesTheStatus)
 }
 
 // Signing out by each of the three ways the service offers.
-using SignOut = void (*)(ChatService&);
+struct SignOut
+{
+    const char* name;
+    void (*call)(ChatService&);
+};
+
+void PrintTo(const SignOut& way, std::ostream* out)
+{
+    *out << way.name;
+}
 
 class ChatServiceSignOutTest : public ChatServiceTest,
                                public ::testing::WithParamInterface<SignOut>
@@ -114,7 +123,7 @@ TEST_P(ChatServiceSignOutTest, AnnouncesOnceAfterTheAdapterIsClearedAndDestroyed
     QObject::connect(&service, &ChatService::adapterChanged, &service,
                      [this] { EXPECT_EQ(destroyedWhile.size(), 1u); });
 
-    GetParam()(service);
+    GetParam().call(service);
     ASSERT_EQ(emissions(), 1);
     EXPECT_EQ(seenInEmission[0], nullptr);
     EXPECT_EQ(statusInEmission[0], kNoIdentity);
@@ -124,7 +133,7 @@ TEST_P(ChatServiceSignOutTest, AnnouncesOnceAfterTheAdapterIsClearedAndDestroyed
     ASSERT_EQ(destroyedWhile.size(), 1u);
     EXPECT_EQ(destroyedWhile[0], (std::pair<std::string, SdkAdapter*>{"first", nullptr}));
 
-    GetParam()(service);
+    GetParam().call(service);
     EXPECT_EQ(emissions(), 1);
     EXPECT_EQ(destroyedWhile.size(), 1u);
     // Signed out is not shut down: the network thread keeps running.
@@ -134,9 +143,12 @@ TEST_P(ChatServiceSignOutTest, AnnouncesOnceAfterTheAdapterIsClearedAndDestroyed
 
 INSTANTIATE_TEST_SUITE_P(
     ThreeWays, ChatServiceSignOutTest,
-    ::testing::Values(+[](ChatService& s) { s.setAdapter(nullptr); },
-                      +[](ChatService& s) { s.detachAdapter(); },
-                      +[](ChatService& s) { static_cast<QuorvelSdk::QuorvelServiceBase&>(s).releaseAll(); }));
+    ::testing::Values(
+        SignOut{"SetNull", [](ChatService& s) { s.setAdapter(nullptr); }},
+        SignOut{"Detach", [](ChatService& s) { s.detachAdapter(); }},
+        SignOut{"ReleaseAll",
+                [](ChatService& s) { static_cast<QuorvelSdk::QuorvelServiceBase&>(s).releaseAll(); }}),
+    [](const ::testing::TestParamInfo<SignOut>& info) { return std::string(info.param.name); });
 
 TEST_F(ChatServiceTest, ReplacingAnnouncesRemovalThenTheNewChain)
 {
