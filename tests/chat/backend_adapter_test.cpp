@@ -47,7 +47,6 @@ struct ResolverProbe
     std::atomic<bool> ownerGoneBeforeEnd{false};
     std::weak_ptr<tarsion::tenant> tenant;
     std::atomic<bool> tenantAliveAtDestruction{false};
-    std::atomic<QThread*> lastThread{nullptr};
 };
 
 // Holds each resolution until the test opens the gate. Bounded by the
@@ -74,7 +73,6 @@ public:
         // of it is touched after the wait.
         const std::shared_ptr<ResolverProbe> probe = m_probe;
         const Result<Chat> answer = m_answer;
-        probe->lastThread = QThread::currentThread();
         ++probe->calls;
         const int now = ++probe->running;
         int seen = probe->peak.load();

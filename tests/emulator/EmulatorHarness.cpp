@@ -101,8 +101,6 @@ QNetworkReply* EmulatorHarness::start(const QByteArray& verb, const QString& pat
 
 Reply EmulatorHarness::wait(QNetworkReply* reply, int timeoutMs)
 {
-    QElapsedTimer clock;
-    clock.start();
     if (!reply->isFinished()) {
         QEventLoop loop;
         QTimer watchdog;
@@ -116,7 +114,6 @@ Reply EmulatorHarness::wait(QNetworkReply* reply, int timeoutMs)
     result.finished = reply->isFinished();
     if (!result.finished)
         reply->abort();
-    result.elapsedMs = clock.elapsed();
     result.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     result.error = reply->error();
     result.body = reply->readAll();

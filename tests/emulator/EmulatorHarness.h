@@ -33,7 +33,6 @@ struct Reply
     QNetworkReply::NetworkError error = QNetworkReply::NoError;
     QByteArray body;
     Headers headers;
-    qint64 elapsedMs = 0;
 
     QByteArray header(const QByteArray& name) const;
     QJsonDocument json() const { return QJsonDocument::fromJson(body); }
