@@ -56,22 +56,15 @@ testing::AssertionResult streams_like_parse_json(const std::string& text)
 TEST(JsonElements, EveryShortTokenSequenceStreamsLikeParseJson)
 {
     constexpr std::array<std::string_view, 9> kTokens{"[", "]", "{", "}", ",", ":", "\"a\"", "\"\"", "1"};
-    std::size_t texts = 0;
-    for (std::size_t length = 0; length <= 6; ++length) {
-        std::vector<std::size_t> pick(length, 0);
-        for (;;) {
+    const std::size_t texts =
+        json_test::for_each_sequence(kTokens.size(), 6, [&](const std::vector<std::size_t>& pick) {
             std::string text = "[";
             for (const std::size_t p : pick)
                 text.append(kTokens[p]).push_back(' ');
-            ASSERT_TRUE(streams_like_parse_json(text)) << text;
-            ++texts;
-            std::size_t digit = 0;
-            while (digit < length && ++pick[digit] == kTokens.size())
-                pick[digit++] = 0;
-            if (digit == length)
-                break;
-        }
-    }
+            const testing::AssertionResult same = streams_like_parse_json(text);
+            EXPECT_TRUE(same) << text;
+            return bool(same);
+        });
     EXPECT_EQ(texts, 1u + 9 + 81 + 729 + 6561 + 59049 + 531441);
 }
 

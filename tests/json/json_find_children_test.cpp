@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "json_test_support.h"
 #include "sdk/json/json_node.h"
 #include "sdk/json/json_reader.h"
 
@@ -28,25 +29,14 @@ void expect_same_as_find_child(const json_node& object, std::span<const std::str
 
 TEST(JsonFindChildren, MatchesFindChildForEveryMemberListUpToFive)
 {
-    std::size_t lists = 0;
-    for (std::size_t length = 0; length <= 5; ++length) {
-        std::vector<std::size_t> pick(length, 0);
-        for (;;) {
+    const std::size_t lists =
+        json_test::for_each_sequence(kMemberKeys.size(), 5, [](const std::vector<std::size_t>& pick) {
             json_node object;
             for (const std::size_t p : pick)
                 object.add_value(kMemberKeys[p], "v", true);
             expect_same_as_find_child(object, kKeys);
-            if (testing::Test::HasFatalFailure())
-                return;
-            ++lists;
-            // The next list in counting order; done after the last.
-            std::size_t digit = 0;
-            while (digit < length && ++pick[digit] == kMemberKeys.size())
-                pick[digit++] = 0;
-            if (digit == length)
-                break;
-        }
-    }
+            return !testing::Test::HasFatalFailure();
+        });
     EXPECT_EQ(lists, 1u + 8 + 64 + 512 + 4096 + 32768);
 }
 

@@ -63,6 +63,27 @@ void run_on_small_stack(const std::function<void()>& body)
     ASSERT_EQ(pthread_join(thread, nullptr), 0);
 }
 
+std::size_t for_each_sequence(std::size_t alphabet, std::size_t max_length,
+                              const std::function<bool(const std::vector<std::size_t>&)>& visit)
+{
+    std::size_t visited = 0;
+    for (std::size_t length = 0; length <= max_length; ++length) {
+        std::vector<std::size_t> sequence(length, 0);
+        for (;;) {
+            ++visited;
+            if (!visit(sequence))
+                return visited;
+            // The next sequence in counting order; done after the last.
+            std::size_t digit = 0;
+            while (digit < length && ++sequence[digit] == alphabet)
+                sequence[digit++] = 0;
+            if (digit == length)
+                break;
+        }
+    }
+    return visited;
+}
+
 std::string nested_arrays(std::size_t depth)
 {
     return std::string(depth, '[') + std::string(depth, ']');

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -49,6 +50,12 @@ std::string indented(const tarsion::json_node& root);
 // grows with the nesting depth, so a recursive walk fails loudly instead of
 // passing on a generous main-thread stack.
 void run_on_small_stack(const std::function<void()>& body);
+
+// Calls `visit` with every sequence of indices below `alphabet`, of every
+// length up to `max_length`, shorter ones first, until `visit` returns
+// false; returns how many sequences it visited.
+std::size_t for_each_sequence(std::size_t alphabet, std::size_t max_length,
+                              const std::function<bool(const std::vector<std::size_t>&)>& visit);
 
 // "[[[...]]]" and {"a":{"a":...{}...}} nested `depth` levels.
 std::string nested_arrays(std::size_t depth);
