@@ -260,6 +260,43 @@ TEST_F(TenantRetry, EveryAttemptReadsAFreshBodyWithTheWholeText)
     }
 }
 
+// A transport that adds to the response it is handed instead of replacing
+// it. Nothing in the interface forbids that, so the tenant hands every
+// attempt a fresh response: a retried reply must not carry the status,
+// body or headers of the attempt before it.
+class appending_client : public http::http_base
+{
+public:
+    std::int32_t send(const std::string&, const std::string&, const http::header_list&, body*, bool,
+                      std::int64_t, http_response& response) override
+    {
+        ++attempts;
+        response.status = attempts == 1 ? 503 : 200;
+        response.body += "attempt " + std::to_string(attempts);
+        response.headers.append("X-Attempt", std::to_string(attempts));
+        return 0;
+    }
+
+    int attempts = 0;
+};
+
+TEST(TenantAttempts, EveryAttemptStartsFromAnEmptyResponse)
+{
+    const auto client = std::make_shared<appending_client>();
+    tenant t(testing::system_settings(client), std::make_unique<fake_token_factory>("tok"), nullptr);
+    recorded_waits waits;
+    t.sleep = waits.function();
+
+    const auto result = t.execute("GET", "/x", {}, nullptr, 0, false, false);
+
+    ASSERT_TRUE(result.has_value());
+    EXPECT_EQ(client->attempts, 2);
+    EXPECT_EQ(result->status, 200u);
+    EXPECT_EQ(result->body, "attempt 2");
+    const std::vector<http::header> headers(result->headers.begin(), result->headers.end());
+    EXPECT_THAT(headers, ElementsAre(http::header{"X-Attempt", "2"}));
+}
+
 TEST_F(TenantRetry, FlagsAndAbsentBodyReachEveryAttempt)
 {
     make_tenant({reply(503), reply(200)});
