@@ -10,7 +10,9 @@
 //  - a copy, a moved-to node, a node assigned into another tree and a node
 //    assigned from its own child equal their source and are new roots or
 //    keep their place as they should; removing the last child keeps the
-//    others.
+//    others;
+//  - reading the elements of an array root one at a time agrees with reading
+//    the whole tree.
 // And when the text was read:
 //  - write, read again, write again gives the same text, compact and
 //    indented, and the indented text reads as the compact text does; unless
@@ -326,6 +328,29 @@ void check_round_trip(const json_node& root, const std::string& written, const s
 
 } // namespace
 
+// Reading the elements of an array root one by one gives the same verdict
+// and, when the text reads, the same elements in the same order, with the
+// root left an empty array; any other root reads as parse_json reads it.
+void check_streaming(const std::string& text, const json_node& whole, bool whole_ok)
+{
+    json_node root;
+    std::vector<json_node> elements;
+    const bool ok = tarsion::parse_json_elements(text, root, [&](json_node& element) {
+        elements.push_back(std::move(element));
+    });
+    FUZZ_CHECK(ok == whole_ok, "parse_json_elements gives parse_json's verdict");
+    if (!ok)
+        return;
+    if (!whole.is_array) {
+        FUZZ_CHECK(elements.empty() && same_tree(root, whole), "a root that is no array reads as parse_json reads it");
+        return;
+    }
+    FUZZ_CHECK(elements.size() == whole.children.size(), "every element is handed over once");
+    for (std::size_t i = 0; i < elements.size(); ++i)
+        FUZZ_CHECK(same_tree(elements[i], whole.children[i]), "each element is parse_json's element");
+    FUZZ_CHECK(root.is_array && root.children.empty(), "the root is left an empty array");
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     const std::string text(reinterpret_cast<const char*>(data), size);
@@ -339,6 +364,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string* const indented_text = written_indented ? &*written_indented : nullptr;
     check_writing(root, written, indented_text);
     check_copies(root);
+    check_streaming(text, root, ok);
     if (ok)
         check_round_trip(root, written, indented_text);
     return 0;
