@@ -39,20 +39,24 @@ void line(QTextStream& out, const QString& label, const QString& value)
     out << label << u": "_s << value << u'\n';
 }
 
+// Writes a list's heading line: "<label>: <empty>" for an absent or empty
+// list, else the label alone, its elements to follow. True when they do.
 template <class T>
-bool hasElements(const std::optional<std::vector<T>>& list)
+bool listHeading(QTextStream& out, const QString& label, const std::optional<std::vector<T>>& list)
 {
-    return list && !list->empty();
+    out << label;
+    if (!list || list->empty()) {
+        out << u" <empty>\n"_s;
+        return false;
+    }
+    out << u'\n';
+    return true;
 }
 
 void attributeValues(QTextStream& out, const EntityDto& entity)
 {
-    out << u"entity.attributeValues:"_s;
-    if (!hasElements(entity.attributeValues)) {
-        out << u" <empty>\n"_s;
+    if (!listHeading(out, u"entity.attributeValues:"_s, entity.attributeValues))
         return;
-    }
-    out << u'\n';
     for (const EntityAttributeValueDto& value : *entity.attributeValues) {
         out << u"  - attributeKey: "_s << text(value.attributeKey) << u'\n';
         if (value.valueKey && !value.valueKey->empty())
@@ -68,12 +72,8 @@ void attributeValues(QTextStream& out, const EntityDto& entity)
 
 void references(QTextStream& out, const EntityDto& entity)
 {
-    out << u"entity.referencedTo:"_s;
-    if (!hasElements(entity.referencedTo)) {
-        out << u" <empty>\n"_s;
+    if (!listHeading(out, u"entity.referencedTo:"_s, entity.referencedTo))
         return;
-    }
-    out << u'\n';
     for (const EntityReferenceDto& reference : *entity.referencedTo) {
         out << u"  - key="_s << text(reference.key) << u" entityTypeKey="_s
             << text(reference.entityTypeKey) << u" entityId="_s << uuidText(reference.entityId)
