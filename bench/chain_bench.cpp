@@ -36,7 +36,9 @@
 #include <QtConcurrent/QtConcurrentRun>
 #include <QUrlQuery>
 
+#include "chat/DutyChannelChatResolver.h"
 #include "chat/SdkChain.h"
+#include "sdk/api/BusinessEntitiesQueryApi.h"
 #include "sdk/qt/IAuthTokenProvider.h"
 #include "sdk/qt/QtHttpNetworkService.h"
 #include "view/EntityDump.h"
@@ -52,13 +54,11 @@ constexpr const char* kBusiness = "demo";
 
 // Byte for byte what the chain sends for the duty channel in EN_US, so that
 // the reference exchange costs the emulator the same work.
-constexpr const char* kQueryBody =
-    R"({"entitiesByEntityTypesWithInheritance":false,)"
-    R"("entitiesByAttributeValues":[{"attributeKey":"IS_DEFAULT_CHANNEL","operator":"Equals",)"
-    R"("value":"TRUE","ignoreCase":true,"locales":["EN_US"]}],)"
-    R"("entitiesByEntityTypeKeys":["BUSINESS_TICKET"],)"
-    R"("entitiesOptions":{"includeAttributeValuesByAttributeKeys":["TICKET_TITLE"],)"
-    R"("includeLocales":["EN_US"],"includeReferences":true,"includeEntityState":true}})";
+QByteArray dutyChannelQueryBody()
+{
+    return QByteArray::fromStdString(
+        tarsion::quorvel::api::BusinessEntitiesQueryApi::body(QuorvelChat::dutyChannelQuery("EN_US")));
+}
 
 double msSince(Clock::time_point start)
 {
@@ -219,7 +219,7 @@ public:
     // Calls `done` on this thread with the reply body once it has arrived.
     void post(std::function<void(QByteArray)> done)
     {
-        QNetworkReply* reply = m_manager.post(m_request, QByteArray(kQueryBody));
+        QNetworkReply* reply = m_manager.post(m_request, m_body);
         QObject::connect(reply, &QNetworkReply::finished, reply, [reply, done = std::move(done)] {
             done(reply->readAll());
             reply->deleteLater();
@@ -229,6 +229,7 @@ public:
 private:
     QNetworkAccessManager m_manager;
     QNetworkRequest m_request;
+    const QByteArray m_body = dutyChannelQueryBody();
 };
 
 // Calls `done` on this thread with the result, the way a page receives it.
