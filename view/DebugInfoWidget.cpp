@@ -1,22 +1,31 @@
 #include "view/DebugInfoWidget.h"
 
+#include <QClipboard>
 #include <QDateTime>
+#include <QGuiApplication>
 #include <QLabel>
+#include <QMenu>
 #include <QPlainTextEdit>
 #include <QVBoxLayout>
 
 #include "chat/ChatService.h"
+#include "view/DisplayText.h"
+#include "view/FieldLabel.h"
 
 namespace QuorvelChat {
 namespace {
 
-QLabel* fieldLabel(QWidget* parent)
+// A dump is a few dozen short lines; these bounds only bite when the service
+// sends something huge, and keep laying it out well under a frame or two.
+constexpr qsizetype kMaxDumpLineChars = 2000;
+constexpr qsizetype kMaxDumpChars = 64 * 1024;
+
+// Every label of the view shows plain text: never markup, links or images,
+// whatever a text happens to look like.
+QLabel* plainLabel(const QString& text, QWidget* parent)
 {
-    auto* label = new QLabel(parent);
-    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    // An error message can be a whole reply body: shown as it stands, but
-    // never allowed to widen the host's window to fit it.
-    label->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    auto* label = new QLabel(text, parent);
+    label->setTextFormat(Qt::PlainText);
     return label;
 }
 
@@ -35,31 +44,31 @@ DebugInfoWidget::DebugInfoWidget(ChatService* service, QWidget* parent)
     layout->setContentsMargins(24, 24, 24, 24);
     layout->setSpacing(6);
 
-    m_title = new QLabel(tr("Quorvel chat plugin"), this);
+    m_title = plainLabel(tr("Quorvel chat plugin"), this);
     QFont titleFont = m_title->font();
     titleFont.setPointSize(titleFont.pointSize() + 4);
     titleFont.setWeight(QFont::Bold);
     m_title->setFont(titleFont);
     layout->addWidget(m_title);
 
-    m_build = new QLabel(this);
+    m_build = plainLabel(QString(), this);
     layout->addWidget(m_build);
 
     layout->addSpacing(8);
-    m_status = new QLabel(this);
+    m_status = plainLabel(QString(), this);
     m_status->setWordWrap(true);
     QFont statusFont = m_status->font();
     statusFont.setWeight(QFont::Bold);
     m_status->setFont(statusFont);
     layout->addWidget(m_status);
 
-    for (QPointer<QLabel>* field : {&m_id, &m_kind, &m_chatTitle, &m_defaultChannel, &m_version,
-                                    &m_stateKey}) {
-        *field = fieldLabel(this);
+    for (QPointer<FieldLabel>* field : {&m_id, &m_kind, &m_chatTitle, &m_defaultChannel,
+                                        &m_version, &m_stateKey}) {
+        *field = new FieldLabel(this);
         layout->addWidget(*field);
     }
 
-    auto* caption = new QLabel(tr("Raw EntityDto dump:"), this);
+    auto* caption = plainLabel(tr("Raw EntityDto dump:"), this);
     caption->setStyleSheet(QStringLiteral("color: gray; margin-top: 8px;"));
     layout->addWidget(caption);
 
@@ -71,6 +80,19 @@ DebugInfoWidget::DebugInfoWidget(ChatService* service, QWidget* parent)
     m_dump->setFont(dumpFont);
     m_dump->setMinimumHeight(180);
     layout->addWidget(m_dump, 1);
+    // The view holds a bounded part of a huge dump; the whole one can still
+    // be copied from the context menu.
+    m_dump->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(m_dump, &QWidget::customContextMenuRequested, this, [this](const QPoint& at) {
+        if (!m_dump)
+            return;
+        QMenu* menu = m_dump->createStandardContextMenu(at);
+        menu->setAttribute(Qt::WA_DeleteOnClose);
+        QAction* copyAll = menu->addAction(tr("Copy full dump"));
+        copyAll->setEnabled(!m_fullDump.isEmpty());
+        connect(copyAll, &QAction::triggered, this, [this] { copyFullDump(); });
+        menu->popup(m_dump->viewport()->mapToGlobal(at));
+    });
 
     if (m_service != nullptr)
         connect(m_service, &ChatService::adapterChanged, this, &DebugInfoWidget::refresh);
@@ -118,26 +140,25 @@ void DebugInfoWidget::showResult()
 void DebugInfoWidget::showStatus(const QString& text)
 {
     setText(m_status, text);
-    for (const QPointer<QLabel>& field : {m_id, m_kind, m_chatTitle, m_defaultChannel, m_version,
-                                          m_stateKey})
-        setText(field, QString());
-    if (m_dump)
-        m_dump->clear();
+    for (const QPointer<FieldLabel>& field : {m_id, m_kind, m_chatTitle, m_defaultChannel,
+                                              m_version, m_stateKey}) {
+        if (field)
+            field->clearField();
+    }
+    showDump(QString());
 }
 
 void DebugInfoWidget::showChat(const Chat& chat)
 {
     setText(m_status, tr("Chat resolved."));
-    setText(m_id, tr("Chat.id: %1").arg(chat.id.toString(QUuid::WithoutBraces)));
-    setText(m_kind, tr("Chat.kind: %1").arg(chatKindText(chat.kind)));
-    setText(m_chatTitle, tr("Chat.title: %1").arg(orEmptyMarker(chat.title)));
-    setText(m_defaultChannel, tr("Chat.isDefaultChannel: %1")
-                                  .arg(chat.isDefaultChannel ? QStringLiteral("true")
-                                                             : QStringLiteral("false")));
-    setText(m_version, tr("Chat.version: %1").arg(chat.version));
-    setText(m_stateKey, tr("Chat.stateKey: %1").arg(orEmptyMarker(chat.stateKey)));
-    if (m_dump)
-        m_dump->setPlainText(chat.rawDump);
+    setField(m_id, tr("Chat.id: %1"), chat.id.toString(QUuid::WithoutBraces));
+    setField(m_kind, tr("Chat.kind: %1"), chatKindText(chat.kind));
+    setField(m_chatTitle, tr("Chat.title: %1"), orEmptyMarker(chat.title));
+    setField(m_defaultChannel, tr("Chat.isDefaultChannel: %1"),
+             chat.isDefaultChannel ? QStringLiteral("true") : QStringLiteral("false"));
+    setField(m_version, tr("Chat.version: %1"), QString::number(chat.version));
+    setField(m_stateKey, tr("Chat.stateKey: %1"), orEmptyMarker(chat.stateKey));
+    showDump(chat.rawDump);
 }
 
 void DebugInfoWidget::showError(const Error& error)
@@ -145,13 +166,33 @@ void DebugInfoWidget::showError(const Error& error)
     showStatus(tr("Resolve failed — kind: %1, httpCode: %2")
                    .arg(errorKindText(error.kind))
                    .arg(error.httpCode));
-    setText(m_id, error.message);
+    setField(m_id, QStringLiteral("%1"), error.message);
+}
+
+void DebugInfoWidget::showDump(const QString& dump)
+{
+    m_fullDump = dump;
+    if (m_dump)
+        m_dump->setPlainText(boundedLines(dump, kMaxDumpLineChars, kMaxDumpChars));
+}
+
+void DebugInfoWidget::copyFullDump() const
+{
+    if (QClipboard* clipboard = QGuiApplication::clipboard())
+        clipboard->setText(m_fullDump);
 }
 
 void DebugInfoWidget::setText(const QPointer<QLabel>& label, const QString& text)
 {
     if (label)
         label->setText(text);
+}
+
+void DebugInfoWidget::setField(const QPointer<FieldLabel>& label, const QString& pattern,
+                               const QString& value)
+{
+    if (label)
+        label->setField(pattern, value);
 }
 
 } // namespace QuorvelChat

@@ -15,6 +15,7 @@ class QPlainTextEdit;
 namespace QuorvelChat {
 
 class ChatService;
+class FieldLabel;
 
 // The chat page of this build: resolves the duty channel through the chat
 // service and shows what came back, field by field, with the raw entity dump
@@ -36,19 +37,25 @@ private:
     void showResult();
     void showChat(const Chat& chat);
     void showError(const Error& error);
+    void showDump(const QString& dump);
+    void copyFullDump() const;
     static void setText(const QPointer<QLabel>& label, const QString& text);
+    static void setField(const QPointer<FieldLabel>& label, const QString& prefix,
+                         const QString& value);
 
     ChatService* m_service;
     QPointer<QLabel> m_title;
     QPointer<QLabel> m_build;
     QPointer<QLabel> m_status;
-    QPointer<QLabel> m_id;
-    QPointer<QLabel> m_kind;
-    QPointer<QLabel> m_chatTitle;
-    QPointer<QLabel> m_defaultChannel;
-    QPointer<QLabel> m_version;
-    QPointer<QLabel> m_stateKey;
+    QPointer<FieldLabel> m_id;
+    QPointer<FieldLabel> m_kind;
+    QPointer<FieldLabel> m_chatTitle;
+    QPointer<FieldLabel> m_defaultChannel;
+    QPointer<FieldLabel> m_version;
+    QPointer<FieldLabel> m_stateKey;
     QPointer<QPlainTextEdit> m_dump;
+    // The dump as received; the view shows a bounded part of it.
+    QString m_fullDump;
     std::unique_ptr<QFutureWatcher<Result<Chat>>> m_watcher;
 };
 

@@ -4,6 +4,7 @@
 #include <QUuid>
 
 #include "sdk/json/uuid.h"
+#include "view/DisplayText.h"
 
 namespace QuorvelChat {
 namespace {
@@ -13,9 +14,12 @@ using namespace Qt::StringLiterals;
 
 const QString kUnset = u"<unset>"_s;
 
+// Service text is escaped, so that no value can break out of its line and
+// forge another one.
 QString text(const std::optional<std::string>& field, const QString& absent = kUnset)
 {
-    return field ? QString::fromUtf8(field->data(), qsizetype(field->size())) : absent;
+    return field ? escapeControls(QString::fromUtf8(field->data(), qsizetype(field->size())))
+                 : absent;
 }
 
 QString uuidText(const std::optional<tarsion::uuid>& field)

@@ -182,12 +182,13 @@ std::vector<FaultRow> faultRows()
     rows.push_back(large);
 
     // The top level is an array, so the parse succeeds; its one element is
-    // not an entity object and comes back written as compact JSON.
+    // not an entity object and comes back written as compact JSON, which the
+    // view cuts to its first 500 characters.
     rows.push_back(failedRow("DeeplyNestedArrays",
                              QStringLiteral(R"({"kind":"nested","depth":%1})").arg(kNestingDepth).toUtf8(),
                              "Unknown", 0,
-                             QString(kNestingDepth - 1, QLatin1Char('[')) +
-                                 QString(kNestingDepth - 1, QLatin1Char(']'))));
+                             QString(500, QLatin1Char('[')) +
+                                 QStringLiteral(" \u2026 [%1 more characters]").arg(2 * (kNestingDepth - 1) - 500)));
 
     FaultRow invalid = resolvedRow("InvalidUtf8InTextsIsShownWithReplacementCharacters",
                                    R"({"kind":"invalidutf8"})");

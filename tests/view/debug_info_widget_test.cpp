@@ -11,9 +11,12 @@
 
 #include "chat/ChatService.h"
 #include "view/DebugInfoWidget.h"
+#include "view/FieldLabel.h"
 
 namespace QuorvelChat {
 namespace {
+
+using namespace Qt::StringLiterals;
 
 // Hands out futures whose results the test sets.
 class ManualBackend : public IChatBackend
@@ -179,6 +182,96 @@ TEST_F(DebugInfoView, FailurePutsTheMessageFirstAndClearsTheRest)
     for (int field = Kind; field <= StateKey; ++field)
         EXPECT_TRUE(t[field].isEmpty()) << field;
     EXPECT_TRUE(t[Dump].isEmpty());
+}
+
+// What a hostile or broken service puts in a title or an error message, and
+// what the view must show for it: plain, visible, bounded.
+struct HostileText
+{
+    const char* name;
+    QString received;
+    QString shown;
+};
+
+const QString kLongTitle = QString(1'000'000, u'A');
+const QString kPairAtTheCut = QString(FieldLabel::kMaxShownChars - 1, u'B') + u"\U0001F600tail"_s;
+
+const HostileText kHostileTexts[] = {
+    {"Markup", u"<img src=\"/dev/zero\"><h1>Chat resolved.</h1>"_s,
+     u"<img src=\"/dev/zero\"><h1>Chat resolved.</h1>"_s},
+    {"LineBreaks", u"Support\r\nChat.version: 999"_s, u"Support\\r\\nChat.version: 999"_s},
+    {"TerminalControls", u"\x1b[2J\a\x7f\u0085"_s, u"\\x1B[2J\\x07\\x7F\\u0085"_s},
+    {"BidiOverride", u"invoice\u202Egnp.exe"_s, u"invoice\\u202Egnp.exe"_s},
+    {"Backslash", u"C:\\temp\\n"_s, u"C:\\\\temp\\\\n"_s},
+    {"Long", kLongTitle,
+     QString(FieldLabel::kMaxShownChars, u'A') + u" \u2026 [999500 more characters]"_s},
+    {"SurrogatePairIsNeverSplit", kPairAtTheCut,
+     QString(FieldLabel::kMaxShownChars - 1, u'B') + u" \u2026 [6 more characters]"_s},
+};
+
+class HostileServiceText : public DebugInfoView, public ::testing::WithParamInterface<HostileText>
+{
+protected:
+    // Every label shows plain text, whatever its content looks like.
+    static void expectPlainLabels(const DebugInfoWidget& view)
+    {
+        for (const QLabel* label : view.findChildren<QLabel*>())
+            EXPECT_EQ(label->textFormat(), Qt::PlainText) << label->text().left(40).toStdString();
+    }
+
+    static const FieldLabel& field(const DebugInfoWidget& view, int line)
+    {
+        return dynamic_cast<const FieldLabel&>(*view.findChildren<QLabel*>().at(line));
+    }
+};
+
+TEST_P(HostileServiceText, TitleIsShownPlainVisibleAndBoundedWithTheFullTextKept)
+{
+    DebugInfoWidget view(&service);
+    attach();
+    Chat chat;
+    chat.title = GetParam().received;
+    backend->finish(0, chat);
+    deliver();
+
+    EXPECT_EQ(texts(view)[ChatTitle], u"Chat.title: "_s + GetParam().shown);
+    EXPECT_EQ(field(view, ChatTitle).fullText(), u"Chat.title: "_s + GetParam().received);
+    expectPlainLabels(view);
+}
+
+TEST_P(HostileServiceText, ErrorMessageIsShownPlainVisibleAndBounded)
+{
+    DebugInfoWidget view(&service);
+    attach();
+    backend->finish(0, Error{ErrorKind::ServerError, GetParam().received, 500});
+    deliver();
+
+    EXPECT_EQ(texts(view)[Id], GetParam().shown);
+    EXPECT_EQ(field(view, Id).fullText(), GetParam().received);
+    expectPlainLabels(view);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, HostileServiceText, ::testing::ValuesIn(kHostileTexts),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(DebugInfoView, HugeDumpShowsABoundedPrefixAndSaysHowMuchWasLeftOut)
+{
+    DebugInfoWidget view(&service);
+    attach();
+    Chat chat;
+    const QString line = u"    locale[EN_US] display="_s + QString(100'000, u'x') + u'\n';
+    chat.rawDump = u"entity.id: <unset>\n"_s + line.repeated(50);
+    backend->finish(0, chat);
+    deliver();
+
+    const QString shown = texts(view)[Dump];
+    EXPECT_LT(shown.size(), 70'000);
+    EXPECT_TRUE(shown.startsWith(u"entity.id: <unset>\n    locale[EN_US] display=xxx"_s));
+    EXPECT_TRUE(shown.contains(u" \u2026 [98026 more characters]\n"_s)) << shown.left(3000).toStdString();
+    // The first line and 33 lines cut to 2000 characters fill the view; the
+    // rest is left out.
+    EXPECT_TRUE(shown.endsWith(u"\u2026 %1 more characters not shown\n"_s.arg(chat.rawDump.size() - 19 - 33 * line.size())))
+        << shown.right(200).toStdString();
 }
 
 TEST_F(DebugInfoView, OnlyTheLatestOfTwoQuickRefreshesIsShown)

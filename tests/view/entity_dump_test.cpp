@@ -91,14 +91,21 @@ TEST(EntityDump, PresentEmptyListsAndUnprintedFieldsLeaveNoTrace)
     EXPECT_EQ(dump(e), dump(EntityDto{}));
 }
 
-TEST(EntityDump, TextIsDecodedFromUtf8AndPresentEmptyTextPrintsNothingAfterTheLabel)
+TEST(EntityDump, TextIsDecodedFromUtf8AndEscapedAndPresentEmptyTextPrintsNothingAfterTheLabel)
 {
     EntityDto e;
     e.entityTypeKey = "Ticket \xC3\xA9\xE2\x82\xAC"; // é €
     e.stateKey = "";
     e.deleted = "";
+    // Service text never breaks out of its line: no forged line, no escape
+    // sequence, no reordering.
+    e.customerNumber = "1\r\nentity.version: 999\x1b[2J\xE2\x80\xAE\\";
     const QString text = dumpEntity(e);
     EXPECT_TRUE(text.contains(QStringLiteral("entity.entityTypeKey: Ticket \u00e9\u20ac\n")));
+    EXPECT_TRUE(text.contains(QStringLiteral(
+        "entity.customerNumber: 1\\r\\nentity.version: 999\\x1B[2J\\u202E\\\\\n")))
+        << text.toStdString();
+    EXPECT_EQ(text.count(u'\n'), 12);
     EXPECT_TRUE(text.contains(QStringLiteral("entity.stateKey: \n"))) << text.toStdString();
     EXPECT_TRUE(text.contains(QStringLiteral("entity.deleted: \n"))) << text.toStdString();
 }
