@@ -11,12 +11,30 @@
 #include "chat/ChatService.h"
 #include "chat/SdkChain.h"
 #include "sdk/qt/AmbrelTokenProvider.h"
+#include "sdk/qt/QtHttpNetworkService.h"
 #include "view/DebugInfoWidget.h"
 #include "view/EntityDump.h"
 
 namespace {
 
 const char* const kChatHostName = "PART_chatHost";
+
+// A host may tune the network limits through dynamic properties of its
+// application object; what it leaves unset keeps the defaults.
+QuorvelSdk::HttpLimits networkLimits(const QObject* app)
+{
+    QuorvelSdk::HttpLimits limits;
+    if (app == nullptr)
+        return limits;
+    bool ok = false;
+    const qint64 maxReply = app->property("maxReplyBytes").toLongLong(&ok);
+    if (ok && maxReply > 0)
+        limits.maxReplyBytes = maxReply;
+    const int inactivity = app->property("inactivityTimeoutMs").toInt(&ok);
+    if (ok && inactivity > 0)
+        limits.inactivityTimeoutMs = inactivity;
+    return limits;
+}
 
 } // namespace
 
@@ -110,6 +128,7 @@ void CQuorvelChatPlugin::initialize()
 {
     chatService = std::make_unique<QuorvelChat::ChatService>(this);
     CTarsionApp* app = tarsionApp;
+    chatService->networkService()->setLimits(networkLimits(app));
     CVyxAccount* account = app ? app->getAccount() : nullptr;
     if (account == nullptr)
         return;

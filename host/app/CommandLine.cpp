@@ -42,8 +42,16 @@ bool CommandLine::parse(const QStringList& arguments, CommandLine& out, QString&
     const QCommandLineOption timeout(QStringLiteral("timeout-ms"),
                                      QStringLiteral("Exit 3 when not settled by then."),
                                      QStringLiteral("N"), QStringLiteral("20000"));
+    const QCommandLineOption maxReply(QStringLiteral("max-reply-bytes"),
+                                      QStringLiteral("Largest reply body a plug-in accepts "
+                                                     "(0: the plug-in's default)."),
+                                      QStringLiteral("N"), QStringLiteral("0"));
+    const QCommandLineOption inactivity(QStringLiteral("inactivity-timeout-ms"),
+                                        QStringLiteral("A plug-in's exchange with no data moving for "
+                                                       "this long fails (0: the plug-in's default)."),
+                                        QStringLiteral("N"), QStringLiteral("0"));
     parser.addOptions({plugins, baseUrl, businessId, tokenUrl, clientId, clientSecret, page,
-                       printView, settle, screenshot, stay, timeout});
+                       printView, settle, screenshot, stay, timeout, maxReply, inactivity});
     if (!parser.parse(arguments)) {
         error = parser.errorText();
         return false;
@@ -68,6 +76,14 @@ bool CommandLine::parse(const QStringList& arguments, CommandLine& out, QString&
     out.timeoutMs = parser.value(timeout).toInt(&timeoutOk);
     if (!settleOk || out.settleMs < 0 || !timeoutOk || out.timeoutMs <= 0) {
         error = QStringLiteral("--settle-ms and --timeout-ms take non-negative whole numbers of milliseconds");
+        return false;
+    }
+    bool maxReplyOk = false;
+    bool inactivityOk = false;
+    out.maxReplyBytes = parser.value(maxReply).toLongLong(&maxReplyOk);
+    out.inactivityTimeoutMs = parser.value(inactivity).toInt(&inactivityOk);
+    if (!maxReplyOk || out.maxReplyBytes < 0 || !inactivityOk || out.inactivityTimeoutMs < 0) {
+        error = QStringLiteral("--max-reply-bytes and --inactivity-timeout-ms take non-negative whole numbers");
         return false;
     }
     return true;

@@ -18,6 +18,9 @@ struct CommandLine
     QString screenshot;
     bool stay = false;
     int timeoutMs = 20000;
+    // Network limits handed to plug-ins; 0 leaves a plug-in's own default.
+    qint64 maxReplyBytes = 0;
+    int inactivityTimeoutMs = 0;
 
     // False with `error` set when the arguments are unusable.
     static bool parse(const QStringList& arguments, CommandLine& out, QString& error);

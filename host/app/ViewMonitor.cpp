@@ -24,6 +24,25 @@ void collect(QWidget* widget, QString& out)
     }
 }
 
+// What a plug-in shows is not trusted to be safe for a terminal: control
+// characters other than line feeds, and bidirectional controls, are printed
+// as escapes instead of reaching it raw.
+QByteArray terminalSafe(const QString& text)
+{
+    QString out;
+    out.reserve(text.size());
+    for (QChar c : text) {
+        const char16_t u = c.unicode();
+        const bool hidden = (u < 0x20 && u != u'\n') || (u >= 0x7F && u <= 0x9F) || u == 0x061C
+            || u == 0x200E || u == 0x200F || (u >= 0x2028 && u <= 0x202E) || (u >= 0x2066 && u <= 0x2069);
+        if (hidden)
+            out += QStringLiteral("\\u%1").arg(uint(u), 4, 16, QLatin1Char('0'));
+        else
+            out += c;
+    }
+    return out.toUtf8();
+}
+
 } // namespace
 
 ViewMonitor::ViewMonitor(std::function<QWidget*()> page, bool print, int settleMs, QObject* parent)
@@ -69,7 +88,7 @@ void ViewMonitor::poll()
     }
     const qint64 quiet = m_sinceChange.elapsed();
     if (m_print && !m_printed && quiet >= kDebounceMs) {
-        const QByteArray text = ("--- view\n" + m_last).toUtf8();
+        const QByteArray text = terminalSafe("--- view\n" + m_last);
         std::fwrite(text.constData(), 1, size_t(text.size()), stdout);
         std::fflush(stdout);
         m_printed = true;

@@ -40,6 +40,7 @@ int main(int argc, char** argv)
     CTarsionApp app;
     app.setBaseUrl(options.baseUrl);
     app.setVyxBusinessId(options.businessId);
+    app.setNetworkLimits(options.maxReplyBytes, options.inactivityTimeoutMs);
     CVyxAccount account;
     app.setAccount(&account);
 

@@ -9,6 +9,7 @@
 
 #include "sdk/core/http_base.h"
 #include "sdk/core/http_response.h"
+#include "sdk/qt/HttpLimits.h"
 
 namespace QuorvelSdk {
 
@@ -28,6 +29,11 @@ struct PendingHttpRequest
     tarsion::http_response* response = nullptr;
     qint32 result = 0;
     QSemaphore done{0};
+    // Copied from the service when the exchange is posted.
+    HttpLimits limits;
+    // Set on the network thread when this layer itself ends the exchange
+    // (limit exceeded, shutdown): the error number the sender gets.
+    qint32 given_up = 0;
 };
 
 } // namespace QuorvelSdk

@@ -10,6 +10,7 @@
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QThread>
+#include <QTimer>
 
 #include <qtHelpers/Logger.h>
 
@@ -18,9 +19,18 @@
 namespace QuorvelSdk {
 namespace {
 
-// Qt's numbers for the two failures this layer produces itself.
+// Qt's numbers for the failures this layer produces itself.
 constexpr qint32 kOperationCanceled = QNetworkReply::OperationCanceledError;
 constexpr qint32 kUnknownProtocol = QNetworkReply::ProtocolUnknownError;
+constexpr qint32 kStalled = QNetworkReply::TimeoutError;
+// Qt has no number for "too large"; this one says the content was at fault.
+constexpr qint32 kTooLarge = QNetworkReply::UnknownContentError;
+
+// URLs are logged without user name or password.
+QString loggedUrl(const QUrl& url)
+{
+    return url.toString(QUrl::RemoveUserInfo);
+}
 
 const char* errorName(QNetworkReply::NetworkError error)
 {
@@ -41,13 +51,15 @@ private:
     QSemaphore& m_done;
 };
 
-// Reads what the reply holds straight into the response, without the
+// Appends what the reply holds straight to the response, without the
 // intermediate QByteArray that readAll() would make: for a large reply that
-// copy is a whole extra body alive at once.
-void readBody(QNetworkReply& reply, std::string& body)
+// copy is a whole extra body alive at once. False, with nothing read, when
+// the body would grow beyond `limit`.
+bool readBody(QNetworkReply& reply, std::string& body, qint64 limit)
 {
-    body.clear();
     for (qint64 available = reply.bytesAvailable(); available > 0; available = reply.bytesAvailable()) {
+        if (available > limit - static_cast<qint64>(body.size()))
+            return false;
         const std::size_t before = body.size();
         qint64 got = 0;
         body.resize_and_overwrite(before + static_cast<std::size_t>(available),
@@ -58,6 +70,7 @@ void readBody(QNetworkReply& reply, std::string& body)
         if (got <= 0)
             break;
     }
+    return true;
 }
 
 } // namespace
@@ -95,6 +108,18 @@ void QtHttpNetworkService::shutdown()
     }
 }
 
+void QtHttpNetworkService::setLimits(const HttpLimits& limits)
+{
+    QMutexLocker locker(&mutex);
+    m_limits = limits;
+}
+
+HttpLimits QtHttpNetworkService::limits() const
+{
+    QMutexLocker locker(&mutex);
+    return m_limits;
+}
+
 bool QtHttpNetworkService::isShuttingDown() const
 {
     QMutexLocker locker(&mutex);
@@ -109,6 +134,7 @@ qint32 QtHttpNetworkService::execute(PendingHttpRequest& pending)
             pending.result = kOperationCanceled;
             return pending.result;
         }
+        pending.limits = m_limits;
         // Posted under the lock, so a shutdown cannot slip in between the
         // check and the post and leave this sender waiting for nothing.
         Worker* w = worker;
@@ -143,7 +169,7 @@ void QtHttpNetworkService::Worker::perform(PendingHttpRequest* pending)
     if (reply == nullptr) {
         qtHelpers::logger(QtWarningMsg, qtHelpers::chat())
             << "QtHttpNetworkService: sendCustomRequest returned null for verb" << pending->verb
-            << "url" << pending->url.toString();
+            << "url" << loggedUrl(pending->url);
         delete device;
         pending->result = kUnknownProtocol;
         pending->done.release();
@@ -151,9 +177,84 @@ void QtHttpNetworkService::Worker::perform(PendingHttpRequest* pending)
     }
     if (device != nullptr)
         device->setParent(reply);
-    active_replies.insert(reply);
+    active_replies.insert(reply, pending);
     connect(reply, &QNetworkReply::finished, this,
             [this, reply, device, pending] { finishRequest(reply, device, pending); });
+    watchProgress(reply, pending);
+}
+
+void QtHttpNetworkService::Worker::watchProgress(QNetworkReply* reply, PendingHttpRequest* pending)
+{
+    // The body is read as it arrives, so that its size is known at every
+    // moment and Qt never buffers more than a piece of it.
+    connect(reply, &QNetworkReply::metaDataChanged, this,
+            [this, reply, pending] { checkAnnouncedLength(reply, pending); });
+    connect(reply, &QNetworkReply::readyRead, this,
+            [this, reply, pending] { readAvailable(reply, pending); });
+
+    const int inactivityMs = pending->limits.inactivityTimeoutMs;
+    if (inactivityMs <= 0)
+        return;
+    // Owned by the reply, so it dies with it and never fires for a finished
+    // exchange.
+    auto* idle = new QTimer(reply);
+    idle->setSingleShot(true);
+    idle->setInterval(inactivityMs);
+    connect(idle, &QTimer::timeout, this, [this, reply, pending, inactivityMs] {
+        qtHelpers::logger(QtWarningMsg, qtHelpers::chat())
+            << "QtHttpNetworkService: no data for" << inactivityMs << "ms, exchange aborted; verb"
+            << pending->verb << "url" << loggedUrl(pending->url);
+        giveUp(reply, pending, kStalled);
+    });
+    const auto moved = [idle] { idle->start(); };
+    connect(reply, &QNetworkReply::metaDataChanged, idle, moved);
+    connect(reply, &QNetworkReply::readyRead, idle, moved);
+    connect(reply, &QNetworkReply::downloadProgress, idle, moved);
+    connect(reply, &QNetworkReply::uploadProgress, idle, moved);
+    connect(reply, &QNetworkReply::redirected, idle, moved);
+    idle->start();
+}
+
+void QtHttpNetworkService::Worker::checkAnnouncedLength(QNetworkReply* reply,
+                                                        PendingHttpRequest* pending)
+{
+    const QVariant announced = reply->header(QNetworkRequest::ContentLengthHeader);
+    const qint64 limit = pending->limits.maxReplyBytes;
+    if (!announced.isValid())
+        return;
+    if (announced.toLongLong() <= limit) {
+        // Grown once, instead of doubling its way up while the body arrives.
+        pending->response->body.reserve(static_cast<std::size_t>(std::max<qint64>(announced.toLongLong(), 0)));
+        return;
+    }
+    qtHelpers::logger(QtWarningMsg, qtHelpers::chat())
+        << "QtHttpNetworkService: reply announces" << announced.toLongLong()
+        << "bytes, more than the limit of" << limit << "; exchange aborted; verb" << pending->verb
+        << "url" << loggedUrl(pending->url);
+    giveUp(reply, pending, kTooLarge);
+}
+
+void QtHttpNetworkService::Worker::readAvailable(QNetworkReply* reply, PendingHttpRequest* pending)
+{
+    if (pending->given_up != 0)
+        return;
+    const qint64 limit = pending->limits.maxReplyBytes;
+    if (readBody(*reply, pending->response->body, limit))
+        return;
+    qtHelpers::logger(QtWarningMsg, qtHelpers::chat())
+        << "QtHttpNetworkService: reply body larger than the limit of" << limit
+        << "bytes; exchange aborted; verb" << pending->verb << "url" << loggedUrl(pending->url);
+    giveUp(reply, pending, kTooLarge);
+}
+
+void QtHttpNetworkService::Worker::giveUp(QNetworkReply* reply, PendingHttpRequest* pending,
+                                          qint32 error)
+{
+    if (pending->given_up != 0 || !active_replies.contains(reply))
+        return;
+    pending->given_up = error;
+    // Emits finished() at once, which ends the exchange in finishRequest.
+    reply->abort();
 }
 
 void QtHttpNetworkService::Worker::finishRequest(QNetworkReply* reply, HttpBodyDevice* device,
@@ -168,17 +269,28 @@ void QtHttpNetworkService::Worker::finishRequest(QNetworkReply* reply, HttpBodyD
     response.headers = {};
     for (const auto& [name, value] : reply->rawHeaderPairs())
         response.headers.append(name.toStdString(), value.toStdString());
-    readBody(*reply, response.body);
+    if (pending->given_up == 0 && !readBody(*reply, response.body, pending->limits.maxReplyBytes)) {
+        qtHelpers::logger(QtWarningMsg, qtHelpers::chat())
+            << "QtHttpNetworkService: reply body larger than the limit of"
+            << pending->limits.maxReplyBytes << "bytes; exchange aborted; verb" << pending->verb
+            << "url" << loggedUrl(pending->url);
+        pending->given_up = kTooLarge;
+    }
 
     if (device != nullptr)
         device->detach();
     active_replies.remove(reply);
     reply->deleteLater();
 
-    if (error != QNetworkReply::NoError && status == 0) {
+    if (pending->given_up != 0) {
+        // Whatever arrived is not a reply: the sender sees a transport
+        // failure and none of it, and the memory goes now.
+        response = tarsion::http_response();
+        pending->result = pending->given_up;
+    } else if (error != QNetworkReply::NoError && status == 0) {
         qtHelpers::logger(QtWarningMsg, qtHelpers::chat())
             << "QtHttpNetworkService: transport error" << errorName(error) << "verb"
-            << pending->verb << "url" << pending->url.toString();
+            << pending->verb << "url" << loggedUrl(pending->url);
         pending->result = error;
     } else {
         pending->result = 0;
@@ -187,9 +299,10 @@ void QtHttpNetworkService::Worker::finishRequest(QNetworkReply* reply, HttpBodyD
 
 void QtHttpNetworkService::Worker::shutdown()
 {
-    const QSet<QNetworkReply*> snapshot = active_replies;
-    for (QNetworkReply* reply : snapshot)
-        reply->abort();
+    const QHash<QNetworkReply*, PendingHttpRequest*> snapshot = active_replies;
+    // A cancellation, not a transport error: nothing is logged for it.
+    for (auto it = snapshot.cbegin(); it != snapshot.cend(); ++it)
+        giveUp(it.key(), it.value(), kOperationCanceled);
     while (!active_replies.isEmpty())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
 }

@@ -2,8 +2,9 @@
 
 #include <QMutex>
 #include <QObject>
-#include <QSet>
+#include <QHash>
 
+#include "sdk/qt/HttpLimits.h"
 #include "sdk/qt/PendingHttpRequest.h"
 
 class QNetworkAccessManager;
@@ -16,9 +17,11 @@ class HttpBodyDevice;
 
 // Runs every HTTP exchange on one thread of its own ("QuorvelSdk-Net"), where
 // Qt's network access manager lives, and hands each result back to the
-// thread that asked for it. Senders block without a time limit; destroying
-// the service aborts what is in flight and wakes every sender with 5 (Qt's
-// "operation cancelled").
+// thread that asked for it. A sender blocks until its exchange is over:
+// answered, failed, aborted for going beyond the limits (HttpLimits: too
+// large a reply, or no data moving for too long), or cancelled because the
+// service shuts down, which wakes every sender with 5 (Qt's "operation
+// cancelled").
 class QtHttpNetworkService : public QObject
 {
 public:
@@ -33,8 +36,15 @@ public:
         void shutdown();
 
     private:
+        void readAvailable(QNetworkReply* reply, PendingHttpRequest* pending);
+        void checkAnnouncedLength(QNetworkReply* reply, PendingHttpRequest* pending);
+        // Ends the exchange with `error`, whatever the reply's own state.
+        void giveUp(QNetworkReply* reply, PendingHttpRequest* pending, qint32 error);
+        void watchProgress(QNetworkReply* reply, PendingHttpRequest* pending);
+
         QNetworkAccessManager* manager = nullptr;
-        QSet<QNetworkReply*> active_replies;
+        // Started and not yet finished, each with the exchange it serves.
+        QHash<QNetworkReply*, PendingHttpRequest*> active_replies;
     };
 
     explicit QtHttpNetworkService(QObject* parent = nullptr);
@@ -51,6 +61,10 @@ public:
     // not be called on the network thread, which would wait for itself.
     qint32 execute(PendingHttpRequest& pending);
 
+    // Applies to exchanges posted from now on.
+    void setLimits(const HttpLimits& limits);
+    HttpLimits limits() const;
+
     QThread* networkThread() const { return m_thread; }
     // True once destruction has begun; new exchanges then fail at once.
     bool isShuttingDown() const;
@@ -60,6 +74,7 @@ private:
     Worker* worker;
     mutable QMutex mutex;
     bool shutting_down = false;
+    HttpLimits m_limits;
 };
 
 } // namespace QuorvelSdk

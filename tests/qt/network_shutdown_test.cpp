@@ -55,7 +55,8 @@ TEST_F(NetworkShutdown, WakesEveryWaitingSenderWithCancelled)
         t.join();
     EXPECT_EQ(results, std::vector<std::int32_t>(3, kCancelled));
     EXPECT_TRUE(networkThread.isNull());
-    EXPECT_EQ(log.count("QtHttpNetworkService: transport error"), 3);
+    // A cancellation on the way out is not a failure of the network.
+    EXPECT_EQ(log.count("QtHttpNetworkService"), 0) << log.messages().join('\n').toStdString();
 }
 
 TEST_F(NetworkShutdown, ExecuteAfterShutdownBeganFailsWithoutTouchingTheNetwork)

@@ -10,6 +10,13 @@
 #include <QUrlQuery>
 
 namespace Ambrel {
+namespace {
+
+// A token reply is a few hundred bytes; anything near this is not one, and
+// must not be allowed to fill the host's memory.
+constexpr qint64 kMaxTokenReplyBytes = 64 * 1024;
+
+} // namespace
 
 QByteArray ClientCredentials::fetchToken(QString* error, int timeoutMs) const
 {
@@ -33,9 +40,24 @@ QByteArray ClientCredentials::fetchToken(QString* error, int timeoutMs) const
     QNetworkAccessManager manager;
     QNetworkReply* reply = manager.post(request, form.query(QUrl::FullyEncoded).toUtf8());
     QEventLoop loop;
+    bool tooLarge = false;
+    const auto checkSize = [reply, &tooLarge] {
+        const QVariant announced = reply->header(QNetworkRequest::ContentLengthHeader);
+        if (reply->bytesAvailable() > kMaxTokenReplyBytes
+            || (announced.isValid() && announced.toLongLong() > kMaxTokenReplyBytes)) {
+            tooLarge = true;
+            reply->abort();
+        }
+    };
+    QObject::connect(reply, &QNetworkReply::metaDataChanged, &loop, checkSize);
+    QObject::connect(reply, &QNetworkReply::readyRead, &loop, checkSize);
     QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
     QTimer::singleShot(timeoutMs, &loop, &QEventLoop::quit);
     loop.exec();
+    if (tooLarge) {
+        reply->deleteLater();
+        return fail(QStringLiteral("token endpoint reply larger than %1 bytes").arg(kMaxTokenReplyBytes));
+    }
     if (!reply->isFinished()) {
         reply->abort();
         reply->deleteLater();

@@ -2,6 +2,8 @@
 
 #include "Vyx/CVyxAccount.h"
 
+#include <QVariant>
+
 namespace {
 CTarsionApp* g_instance = nullptr;
 }
@@ -51,4 +53,11 @@ void CTarsionApp::setVyxBusinessId(const QString& id)
 void CTarsionApp::setAccount(CVyxAccount* account)
 {
     m_account = account;
+}
+
+void CTarsionApp::setNetworkLimits(qint64 maxReplyBytes, int inactivityTimeoutMs)
+{
+    setProperty("maxReplyBytes", maxReplyBytes > 0 ? QVariant(maxReplyBytes) : QVariant());
+    setProperty("inactivityTimeoutMs",
+                inactivityTimeoutMs > 0 ? QVariant(inactivityTimeoutMs) : QVariant());
 }

@@ -27,6 +27,10 @@ public:
     void setBaseUrl(const QString& url);
     void setVyxBusinessId(const QString& id);
     void setAccount(CVyxAccount* account);
+    // Network limits for plug-ins, set as the dynamic properties
+    // "maxReplyBytes" and "inactivityTimeoutMs" of this object; a plug-in
+    // that knows them may honour them. 0 leaves a property unset.
+    void setNetworkLimits(qint64 maxReplyBytes, int inactivityTimeoutMs);
 
 private:
     QString m_baseUrl;
