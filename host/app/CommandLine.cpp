@@ -50,8 +50,12 @@ bool CommandLine::parse(const QStringList& arguments, CommandLine& out, QString&
                                         QStringLiteral("A plug-in's exchange with no data moving for "
                                                        "this long fails (0: the plug-in's default)."),
                                         QStringLiteral("N"), QStringLiteral("0"));
+    const QCommandLineOption peakMemory(QStringLiteral("print-peak-memory"),
+                                        QStringLiteral("On exit, print the process's peak resident "
+                                                       "memory to stderr."));
     parser.addOptions({plugins, baseUrl, businessId, tokenUrl, clientId, clientSecret, page,
-                       printView, settle, screenshot, stay, timeout, maxReply, inactivity});
+                       printView, settle, screenshot, stay, timeout, maxReply, inactivity,
+                       peakMemory});
     if (!parser.parse(arguments)) {
         error = parser.errorText();
         return false;
@@ -73,6 +77,7 @@ bool CommandLine::parse(const QStringList& arguments, CommandLine& out, QString&
     out.settleMs = parser.value(settle).toInt(&settleOk);
     out.screenshot = parser.value(screenshot);
     out.stay = parser.isSet(stay);
+    out.printPeakMemory = parser.isSet(peakMemory);
     out.timeoutMs = parser.value(timeout).toInt(&timeoutOk);
     if (!settleOk || out.settleMs < 0 || !timeoutOk || out.timeoutMs <= 0) {
         error = QStringLiteral("--settle-ms and --timeout-ms take non-negative whole numbers of milliseconds");

@@ -17,6 +17,7 @@ struct CommandLine
     int settleMs = 1000;
     QString screenshot;
     bool stay = false;
+    bool printPeakMemory = false;
     int timeoutMs = 20000;
     // Network limits handed to plug-ins; 0 leaves a plug-in's own default.
     qint64 maxReplyBytes = 0;

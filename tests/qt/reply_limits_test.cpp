@@ -94,7 +94,7 @@ const LimitRow kRows[] = {
     {"AnnouncedLengthOverTheLimitIsRefusedBeforeTheBody", {kLimit, 0},
      kFixedHead + QByteArray::number(kLimit + 1) + "\r\n\r\n", QByteArray(kLimit + 1, 'x'), 1, 0,
      QNetworkReply::UnknownContentError, 0, "announces"},
-    {"EndlessChunkedBodyIsCutAtTheLimit", {kLimit, 0}, kChunkedHead, chunk(16 * 1024), -1, 0,
+    {"EndlessChunkedBodyIsCutAtTheLimit", {kLimit, 0}, kChunkedHead, chunk(16 * 1024).repeated(64), -1, 0,
      QNetworkReply::UnknownContentError, 0, "larger than the limit"},
     {"SilentServerEndsAfterTheInactivityLimit", {kLimit, 300}, {}, {}, 0, 0,
      QNetworkReply::TimeoutError, 0, "no data for 300 ms"},

@@ -40,17 +40,23 @@ QByteArray ClientCredentials::fetchToken(QString* error, int timeoutMs) const
     QNetworkAccessManager manager;
     QNetworkReply* reply = manager.post(request, form.query(QUrl::FullyEncoded).toUtf8());
     QEventLoop loop;
+    // Read as it comes, so that an endless reply is noticed as soon as it is
+    // too long.
+    QByteArray body;
     bool tooLarge = false;
-    const auto checkSize = [reply, &tooLarge] {
+    const auto take = [reply, &body, &tooLarge] {
         const QVariant announced = reply->header(QNetworkRequest::ContentLengthHeader);
-        if (reply->bytesAvailable() > kMaxTokenReplyBytes
-            || (announced.isValid() && announced.toLongLong() > kMaxTokenReplyBytes)) {
+        if (announced.isValid() && announced.toLongLong() > kMaxTokenReplyBytes)
+            tooLarge = true;
+        else
+            body += reply->readAll();
+        if (tooLarge || body.size() > kMaxTokenReplyBytes) {
             tooLarge = true;
             reply->abort();
         }
     };
-    QObject::connect(reply, &QNetworkReply::metaDataChanged, &loop, checkSize);
-    QObject::connect(reply, &QNetworkReply::readyRead, &loop, checkSize);
+    QObject::connect(reply, &QNetworkReply::metaDataChanged, &loop, take);
+    QObject::connect(reply, &QNetworkReply::readyRead, &loop, take);
     QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
     QTimer::singleShot(timeoutMs, &loop, &QEventLoop::quit);
     loop.exec();
@@ -70,7 +76,7 @@ QByteArray ClientCredentials::fetchToken(QString* error, int timeoutMs) const
     if (status != 200)
         return fail(QStringLiteral("token endpoint refused the client (HTTP %1)").arg(status));
     const QByteArray token =
-        QJsonDocument::fromJson(reply->readAll()).object().value(QStringLiteral("access_token"))
+        QJsonDocument::fromJson(body + reply->readAll()).object().value(QStringLiteral("access_token"))
             .toString().toUtf8();
     if (token.isEmpty())
         return fail(QStringLiteral("token endpoint sent no access token"));
