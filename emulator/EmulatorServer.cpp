@@ -52,6 +52,13 @@ QByteArray bearerToken(const QHttpServerRequest& request)
     return header.mid(blank + 1).trimmed();
 }
 
+// Faults whose reply owes nothing to the normal one.
+bool replacesReply(FaultKind kind)
+{
+    return kind == FaultKind::Status || kind == FaultKind::NonJson || kind == FaultKind::Flood
+        || kind == FaultKind::HeaderLine;
+}
+
 } // namespace
 
 EmulatorServer::EmulatorServer(DataStore data, TokenSettings tokenSettings, TokenStore::Clock clock,
@@ -61,6 +68,13 @@ EmulatorServer::EmulatorServer(DataStore data, TokenSettings tokenSettings, Toke
     , m_tokenSettings(std::move(tokenSettings))
     , m_tokens(std::move(clock))
 {
+}
+
+EmulatorStats EmulatorServer::stats() const
+{
+    EmulatorStats stats = m_stats;
+    stats.streams = streamsInProgress(this);
+    return stats;
 }
 
 quint16 EmulatorServer::start(quint16 port)
@@ -114,7 +128,7 @@ PlannedReply EmulatorServer::handleToken(const QHttpServerRequest& request)
     const std::optional<Fault> fault = m_faults.next(FaultTarget::Token);
     // A token endpoint that is "down" must not hand out a usable token
     // behind the error it shows.
-    const bool replaced = fault && (fault->kind == FaultKind::Status || fault->kind == FaultKind::NonJson);
+    const bool replaced = fault && replacesReply(fault->kind);
     HttpReply normal = replaced ? HttpReply{}
                                 : issueToken(m_tokens, m_tokenSettings, request.body(),
                                              headerValue(request, "Authorization"));
@@ -200,8 +214,10 @@ HttpReply EmulatorServer::handleAdmin(const QHttpServerRequest& request, const Q
     if (path == QLatin1String("/_emulator/stats")) {
         if (method != Method::Get)
             return methodNotAllowed("GET");
-        return HttpReply::json(200, QJsonObject{{QStringLiteral("queries"), m_stats.queries},
-                                                {QStringLiteral("tokens"), m_stats.tokens}});
+        const EmulatorStats counted = stats();
+        return HttpReply::json(200, QJsonObject{{QStringLiteral("queries"), counted.queries},
+                                                {QStringLiteral("tokens"), counted.tokens},
+                                                {QStringLiteral("streams"), counted.streams}});
     }
     if (path == QLatin1String("/_emulator/tokens")) {
         // Lets a test look for leaked tokens in what the client printed. The

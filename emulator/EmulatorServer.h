@@ -18,6 +18,9 @@ struct EmulatorStats
 {
     qint64 queries = 0;
     qint64 tokens = 0;
+    // Streamed fault replies still being written: none once their clients
+    // have hung up, which is how a test sees that a client gave up.
+    qint64 streams = 0;
 };
 
 // The emulated business-entity service on one loopback port:
@@ -26,7 +29,7 @@ struct EmulatorStats
 //   POST   /api/business/quorvel/{businessId}/v0/entities/query/vector  the entities query
 //   POST   /_emulator/faults     queue faults      GET  lists them   DELETE  clears them
 //   POST   /_emulator/expire-tokens
-//   GET    /_emulator/stats      {"queries": N, "tokens": N}
+//   GET    /_emulator/stats      {"queries": N, "tokens": N, "streams": N}
 //   GET    /_emulator/tokens     {"tokens": [...]}, every access token issued
 //                                and still remembered (expired ones too)
 //   POST   /_emulator/reset      clears faults and counters
@@ -45,7 +48,7 @@ public:
 
     FaultQueue& faults() { return m_faults; }
     TokenStore& tokens() { return m_tokens; }
-    EmulatorStats stats() const { return m_stats; }
+    EmulatorStats stats() const;
 
 protected:
     bool handleRequest(const QHttpServerRequest& request, QTcpSocket* socket) override;

@@ -13,7 +13,7 @@ namespace QuorvelEmulator {
 
 namespace {
 
-constexpr std::array<std::pair<FaultKind, const char*>, 11> kKindNames{{
+constexpr std::array<std::pair<FaultKind, const char*>, 15> kKindNames{{
     {FaultKind::Status, "status"},
     {FaultKind::Delay, "delay"},
     {FaultKind::Stall, "stall"},
@@ -25,12 +25,26 @@ constexpr std::array<std::pair<FaultKind, const char*>, 11> kKindNames{{
     {FaultKind::Large, "large"},
     {FaultKind::Nested, "nested"},
     {FaultKind::InvalidUtf8, "invalidutf8"},
+    {FaultKind::Title, "title"},
+    {FaultKind::Flood, "flood"},
+    {FaultKind::Headers, "headers"},
+    {FaultKind::HeaderLine, "headerline"},
 }};
 
 constexpr qint64 kMaxLargeBytes = 256LL * 1024 * 1024;
 constexpr qint64 kMaxLargeCount = 1000000;
 constexpr qint64 kMaxDepth = 1000000;
 constexpr qint64 kMaxDelayMs = 600000;
+// The reply repeats a title in every locale's display and value.
+constexpr qint64 kMaxTitleBytes = 16LL * 1024 * 1024;
+constexpr qint64 kMaxFillerHeaders = 100000;
+constexpr qint64 kDefaultFillerHeaders = 100;
+
+struct Range
+{
+    qint64 min;
+    qint64 max;
+};
 
 const char* kindName(FaultKind kind)
 {
@@ -82,6 +96,53 @@ QString notFor(const char* member, FaultKind kind)
 {
     return QStringLiteral("fault member '%1' does not apply to kind '%2'")
         .arg(QLatin1String(member), QLatin1String(kindName(kind)));
+}
+
+std::optional<Range> bytesRange(FaultKind kind)
+{
+    switch (kind) {
+    case FaultKind::Close:
+    case FaultKind::Truncate:
+    case FaultKind::Stall:
+        return Range{0, INT_MAX};
+    case FaultKind::Large:
+    case FaultKind::Status:
+    case FaultKind::NonJson:
+        return Range{1, kMaxLargeBytes};
+    case FaultKind::Title:
+        return Range{1, kMaxTitleBytes};
+    case FaultKind::Flood:
+    case FaultKind::HeaderLine:
+        return Range{1, kMaxStreamBytes};
+    default:
+        return std::nullopt;
+    }
+}
+
+std::optional<Range> countRange(FaultKind kind)
+{
+    switch (kind) {
+    case FaultKind::Large:
+        return Range{1, kMaxLargeCount};
+    case FaultKind::Headers:
+        return Range{1, kMaxFillerHeaders};
+    default:
+        return std::nullopt;
+    }
+}
+
+// Reads a member only some kinds take; for the others its mere presence is
+// the error, whatever its value.
+Read<qint64> readSized(const QJsonObject& object, const char* name, FaultKind kind,
+                       std::optional<Range> range)
+{
+    const QString key = QLatin1String(name);
+    if (!range) {
+        if (member(object, key))
+            return std::unexpected(notFor(name, kind));
+        return std::optional<qint64>();
+    }
+    return readInteger(object, key, key, range->min, range->max);
 }
 
 QByteArray entityTemplateId(qint64 index)
@@ -136,6 +197,77 @@ HttpReply breakUtf8(HttpReply normal)
     return normal;
 }
 
+// `unit` over and over, exactly `size` bytes of it.
+QByteArray repeatedTo(const QByteArray& unit, qint64 size)
+{
+    QByteArray text = unit.repeated(qsizetype(size / unit.size() + 1));
+    text.truncate(qsizetype(size));
+    return text;
+}
+
+// As repeatedTo, but a character the cut would split is left out whole, so
+// that the text stays valid UTF-8 (JSON text must be).
+QByteArray repeatedToCharacter(const QByteArray& unit, qint64 size)
+{
+    QByteArray text = unit.repeated(qsizetype(size / unit.size() + 1));
+    qsizetype end = qsizetype(size);
+    while (end > 0 && (uchar(text.at(end)) & 0xC0) == 0x80)
+        --end;
+    text.truncate(end);
+    return text;
+}
+
+QJsonArray retitledLocales(QJsonArray locales, const QString& title)
+{
+    for (qsizetype i = 0; i < locales.size(); ++i) {
+        QJsonObject locale = locales.at(i).toObject();
+        locale.insert(QLatin1String("display"), title);
+        locale.insert(QLatin1String("value"), title);
+        locales.replace(i, locale);
+    }
+    return locales;
+}
+
+QJsonObject retitledEntity(QJsonObject entity, const QString& title)
+{
+    static const QLatin1String kAttributes("attributeValues");
+    static const QLatin1String kLocales("valueLocales");
+    QJsonArray attributes = entity.value(kAttributes).toArray();
+    for (qsizetype i = 0; i < attributes.size(); ++i) {
+        QJsonObject attribute = attributes.at(i).toObject();
+        if (attribute.value(QLatin1String("attributeKey")).toString() != QLatin1String("TICKET_TITLE"))
+            continue;
+        attribute.insert(kLocales, retitledLocales(attribute.value(kLocales).toArray(), title));
+        attributes.replace(i, attribute);
+    }
+    if (entity.contains(kAttributes))
+        entity.insert(kAttributes, attributes);
+    return entity;
+}
+
+// Rebuilt through QJsonDocument rather than patched as text, so whatever
+// the title holds (quotes, line breaks, control characters) arrives as
+// that exact string in well-formed JSON.
+HttpReply retitle(const Fault& fault, HttpReply normal)
+{
+    const QJsonDocument document = QJsonDocument::fromJson(normal.body);
+    if (!document.isArray())
+        return normal;
+    const QString title = QString::fromUtf8(
+        fault.bytes ? repeatedToCharacter(*fault.body, *fault.bytes) : *fault.body);
+    QJsonArray entities = document.array();
+    for (qsizetype i = 0; i < entities.size(); ++i)
+        entities.replace(i, retitledEntity(entities.at(i).toObject(), title));
+    normal.body = QJsonDocument(entities).toJson(QJsonDocument::Compact);
+    return normal;
+}
+
+// A body given in the fault, stretched to `bytes` when asked to.
+QByteArray faultBody(const Fault& fault)
+{
+    return fault.bytes ? repeatedTo(*fault.body, *fault.bytes) : *fault.body;
+}
+
 } // namespace
 
 std::expected<Fault, QString> Fault::fromJson(const QJsonObject& object)
@@ -175,7 +307,8 @@ std::expected<Fault, QString> Fault::fromJson(const QJsonObject& object)
         return std::unexpected(QStringLiteral("fault 'target' must be \"query\" or \"token\""));
     if (fault.target == FaultTarget::Token
         && !isOneOf(fault.kind, {FaultKind::Status, FaultKind::Delay, FaultKind::Stall,
-                                 FaultKind::NonJson, FaultKind::Close, FaultKind::Truncate})) {
+                                 FaultKind::NonJson, FaultKind::Close, FaultKind::Truncate,
+                                 FaultKind::Flood, FaultKind::Headers, FaultKind::HeaderLine})) {
         return std::unexpected(QStringLiteral("fault kind '%1' does not apply to the token endpoint")
                                    .arg(QLatin1String(kindName(fault.kind))));
     }
@@ -226,8 +359,12 @@ std::expected<Fault, QString> Fault::fromJson(const QJsonObject& object)
     const auto contentType = readString(object, u"contentType", QStringLiteral("contentType"));
     if (!contentType)
         return std::unexpected(contentType.error());
-    if ((*body || *contentType) && !isOneOf(fault.kind, {FaultKind::Status, FaultKind::NonJson}))
-        return std::unexpected(notFor(*body ? "body" : "contentType", fault.kind));
+    if (*body && !isOneOf(fault.kind, {FaultKind::Status, FaultKind::NonJson, FaultKind::Title}))
+        return std::unexpected(notFor("body", fault.kind));
+    if (*contentType && !isOneOf(fault.kind, {FaultKind::Status, FaultKind::NonJson}))
+        return std::unexpected(notFor("contentType", fault.kind));
+    if (!*body && fault.kind == FaultKind::Title)
+        return std::unexpected(QStringLiteral("fault kind 'title' needs 'body'"));
     if (*contentType && !isHeaderSafe(**contentType))
         return std::unexpected(QStringLiteral("fault 'contentType' must not contain line breaks"));
     if (*body)
@@ -235,23 +372,25 @@ std::expected<Fault, QString> Fault::fromJson(const QJsonObject& object)
     if (*contentType)
         fault.contentType = (*contentType)->toUtf8();
 
-    const bool cuts = isOneOf(fault.kind, {FaultKind::Close, FaultKind::Truncate, FaultKind::Stall});
-    const auto bytes = readInteger(object, u"bytes", QStringLiteral("bytes"), cuts ? 0 : 1,
-                                   cuts ? qint64(INT_MAX) : kMaxLargeBytes);
+    const auto bytes = readSized(object, "bytes", fault.kind, bytesRange(fault.kind));
     if (!bytes)
         return std::unexpected(bytes.error());
-    if (*bytes && !cuts && fault.kind != FaultKind::Large)
-        return std::unexpected(notFor("bytes", fault.kind));
     fault.bytes = *bytes;
+    const bool repeatsBody = isOneOf(fault.kind, {FaultKind::Status, FaultKind::NonJson, FaultKind::Title});
+    if (fault.bytes && repeatsBody && !fault.body)
+        return std::unexpected(QStringLiteral("fault 'bytes' needs a 'body' to repeat"));
+    // Repeating nothing never reaches a size.
+    if (fault.bytes && repeatsBody && fault.body->isEmpty())
+        return std::unexpected(QStringLiteral("fault 'bytes' cannot repeat an empty 'body'"));
 
-    const auto count = readInteger(object, u"count", QStringLiteral("count"), 1, kMaxLargeCount);
+    const auto count = readSized(object, "count", fault.kind, countRange(fault.kind));
     if (!count)
         return std::unexpected(count.error());
-    if (*count && fault.kind != FaultKind::Large)
-        return std::unexpected(notFor("count", fault.kind));
     fault.count = *count;
     if (fault.kind == FaultKind::Large && !fault.count && !fault.bytes)
         return std::unexpected(QStringLiteral("fault kind 'large' needs 'count' or 'bytes'"));
+    if (fault.kind == FaultKind::Headers && !fault.count)
+        fault.count = kDefaultFillerHeaders;
 
     const auto depth = readInteger(object, u"depth", QStringLiteral("depth"), 1, kMaxDepth);
     if (!depth)
@@ -367,7 +506,7 @@ PlannedReply applyFault(const Fault& fault, HttpReply normal)
     switch (fault.kind) {
     case FaultKind::Status:
         if (fault.body) {
-            reply = HttpReply{fault.status, {}, *fault.body};
+            reply = HttpReply{fault.status, {}, faultBody(fault)};
             reply.headers.append({"Content-Type", fault.contentType.isEmpty()
                                                       ? QByteArrayLiteral("text/plain; charset=utf-8")
                                                       : fault.contentType});
@@ -376,10 +515,10 @@ PlannedReply applyFault(const Fault& fault, HttpReply normal)
         }
         break;
     case FaultKind::NonJson:
-        reply = HttpReply{fault.status, {}, fault.body.value_or(QByteArrayLiteral(
+        reply = HttpReply{fault.status, {}, fault.body ? faultBody(fault) : QByteArrayLiteral(
             "<!DOCTYPE html><html><head><title>Service unavailable</title></head>"
             "<body><h1>Service unavailable</h1><p>The gateway could not reach the service.</p>"
-            "</body></html>"))};
+            "</body></html>")};
         reply.headers.append({"Content-Type", fault.contentType.isEmpty()
                                                   ? QByteArrayLiteral("text/html; charset=utf-8")
                                                   : fault.contentType});
@@ -412,6 +551,22 @@ PlannedReply applyFault(const Fault& fault, HttpReply normal)
                                                           : Delivery::Cut::Stall;
         delivery.cutAt = fault.bytes.value_or(reply.body.size() / 2);
         delivery.stallMs = fault.delayMs;
+        break;
+    case FaultKind::Title:
+        if (succeeded)
+            reply = retitle(fault, std::move(reply));
+        break;
+    case FaultKind::Flood:
+    case FaultKind::HeaderLine:
+        reply = fault.kind == FaultKind::Flood ? HttpReply{200, {{"Content-Type", "application/json"}}, {}}
+                                               : HttpReply{200, {}, {}};
+        delivery.stream = fault.kind == FaultKind::Flood ? Delivery::Stream::Flood
+                                                         : Delivery::Stream::HeaderLine;
+        delivery.streamBytes = fault.bytes;
+        break;
+    case FaultKind::Headers:
+        for (qint64 i = 1; i <= fault.count.value_or(kDefaultFillerHeaders); ++i)
+            reply.headers.append({"X-Filler-" + QByteArray::number(i), QByteArray::number(i)});
         break;
     case FaultKind::Delay:
     case FaultKind::ExpireToken:

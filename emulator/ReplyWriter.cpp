@@ -37,11 +37,16 @@ void writeStatus(QHttpServerResponder& responder, int status)
     responder.socket()->write("HTTP/1.1 " + QByteArray::number(status) + " Status\r\n");
 }
 
-void writeHead(QHttpServerResponder& responder, const HttpReply& reply, qint64 contentLength)
+void writeStatusAndHeaders(QHttpServerResponder& responder, const HttpReply& reply)
 {
     writeStatus(responder, reply.status);
     for (const auto& [name, value] : reply.headers)
         responder.writeHeader(name, value);
+}
+
+void writeHead(QHttpServerResponder& responder, const HttpReply& reply, qint64 contentLength)
+{
+    writeStatusAndHeaders(responder, reply);
     responder.writeHeader("Content-Length", QByteArray::number(contentLength));
 }
 
@@ -50,11 +55,126 @@ bool connected(const QPointer<QTcpSocket>& socket)
     return socket && socket->state() == QAbstractSocket::ConnectedState;
 }
 
+// How streams are found again for the admin statistics.
+const char* const kStreamName = "quorvel-emulator-stream";
+constexpr qsizetype kPieceBytes = 64 * 1024;
+// A stream writes more only once the socket has passed most of what it
+// holds to the system, so an emulator whose client stopped reading keeps
+// a few hundred KiB per stream, not what the fault asked to send.
+constexpr qint64 kRefillBelow = 2 * kPieceBytes;
+
+struct StreamPlan
+{
+    QByteArray opening; // the first body bytes, counted in `total`
+    QByteArray filler;  // one piece, sent over and over
+    qint64 total = 0;
+    bool chunked = false;
+    bool closeWhenDone = false;
+};
+
+// Owned by the socket, so it goes with the connection, whoever ends it:
+// the client hanging up, or the server being destroyed.
+class ReplyStream : public QObject
+{
+public:
+    ReplyStream(QTcpSocket* socket, StreamPlan plan);
+    void refill();
+
+private:
+    QByteArray nextPiece() const;
+    void finish();
+
+    QPointer<QTcpSocket> m_socket;
+    StreamPlan m_plan;
+    qint64 m_sent = 0;
+};
+
+ReplyStream::ReplyStream(QTcpSocket* socket, StreamPlan plan)
+    : QObject(socket)
+    , m_socket(socket)
+    , m_plan(std::move(plan))
+{
+    setObjectName(QLatin1String(kStreamName));
+    connect(socket, &QTcpSocket::bytesWritten, this, &ReplyStream::refill);
+    connect(socket, &QTcpSocket::disconnected, this, &ReplyStream::finish);
+}
+
+void ReplyStream::refill()
+{
+    while (connected(m_socket) && m_sent < m_plan.total && m_socket->bytesToWrite() < kRefillBelow) {
+        const QByteArray piece = nextPiece();
+        m_sent += piece.size();
+        m_socket->write(m_plan.chunked ? QByteArray::number(piece.size(), 16) + "\r\n" + piece + "\r\n"
+                                       : piece);
+    }
+    if (!connected(m_socket) || m_sent >= m_plan.total)
+        finish();
+}
+
+QByteArray ReplyStream::nextPiece() const
+{
+    QByteArray piece = m_sent == 0 && !m_plan.opening.isEmpty() ? m_plan.opening : m_plan.filler;
+    if (piece.size() > m_plan.total - m_sent)
+        piece.truncate(qsizetype(m_plan.total - m_sent));
+    return piece;
+}
+
+void ReplyStream::finish()
+{
+    if (m_socket) {
+        disconnect(m_socket, nullptr, this, nullptr);
+        if (m_plan.closeWhenDone && connected(m_socket))
+            m_socket->disconnectFromHost();
+    }
+    // Possibly inside one of the socket's signals: not deleted on the spot.
+    deleteLater();
+}
+
+const QByteArray& jsonFiller()
+{
+    static const QByteArray piece = QByteArrayLiteral("0,").repeated(kPieceBytes / 2);
+    return piece;
+}
+
+const QByteArray& headerFiller()
+{
+    static const QByteArray piece(kPieceBytes, 'x');
+    return piece;
+}
+
+void startStream(QHttpServerResponder& responder, QTcpSocket* socket, const HttpReply& reply,
+                 const Delivery& delivery)
+{
+    const bool endless = !delivery.streamBytes;
+    StreamPlan plan;
+    plan.total = qMin(delivery.streamBytes.value_or(kMaxStreamBytes), kMaxStreamBytes);
+    plan.closeWhenDone = endless;
+    writeStatusAndHeaders(responder, reply);
+    if (delivery.stream == Delivery::Stream::HeaderLine) {
+        socket->write("X-Endless: ");
+        plan.filler = headerFiller();
+    } else {
+        if (endless)
+            responder.writeHeader("Transfer-Encoding", "chunked");
+        else
+            responder.writeHeader("Content-Length", QByteArray::number(plan.total));
+        socket->write("\r\n");
+        plan.opening = QByteArrayLiteral("[");
+        plan.filler = jsonFiller();
+        plan.chunked = endless;
+    }
+    (new ReplyStream(socket, std::move(plan)))->refill();
+}
+
 void writeNow(QObject* context, const std::shared_ptr<QHttpServerResponder>& responder,
               const QPointer<QTcpSocket>& socket, const HttpReply& reply, const Delivery& delivery)
 {
     if (!connected(socket))
         return;
+    if (delivery.stream != Delivery::Stream::None) {
+        startStream(*responder, socket, reply, delivery);
+        return;
+    }
     const qint64 size = reply.body.size();
     const qint64 cutAt = qBound<qint64>(0, delivery.cutAt, size);
 
@@ -108,6 +228,11 @@ void deliverReply(QObject* context, QHttpServerResponder&& responder, HttpReply 
                        [context, shared, socket, reply = std::move(reply), delivery] {
                            writeNow(context, shared, socket, reply, delivery);
                        });
+}
+
+qsizetype streamsInProgress(const QObject* context)
+{
+    return context->findChildren<QObject*>(QLatin1String(kStreamName)).size();
 }
 
 } // namespace QuorvelEmulator

@@ -4,10 +4,16 @@
 
 #include <QtGlobal>
 
+#include <optional>
+
 class QHttpServerResponder;
 class QObject;
 
 namespace QuorvelEmulator {
+
+// No streamed reply goes beyond this, whatever a fault asks for: a client
+// that never gives up must not keep the emulator busy for ever.
+constexpr qint64 kMaxStreamBytes = 4LL * 1024 * 1024 * 1024;
 
 // How a reply leaves the emulator. The ordinary case is "all at once"; the
 // other cases are how faults misbehave on the wire, and a client under test
@@ -26,6 +32,19 @@ struct Delivery
     Cut cut = Cut::None;
     qint64 cutAt = 0;
     int stallMs = 0;
+
+    // Replies too big to hold, written piece by piece only as fast as the
+    // client takes them in. `reply` gives the status and headers.
+    enum class Stream {
+        None,
+        Flood,      // "[" and JSON filler: `streamBytes` under a Content-Length,
+                    // or endless chunks when there is no `streamBytes`
+        HeaderLine, // a header line "X-Endless: xxx..." that never ends; after
+                    // `streamBytes` filler bytes, silence on an open connection
+    };
+    Stream stream = Stream::None;
+    // None: until the client hangs up or kMaxStreamBytes, then a close.
+    std::optional<qint64> streamBytes;
 };
 
 // Writes `reply` through `responder` as `delivery` says. Anything delayed is
@@ -33,5 +52,8 @@ struct Delivery
 // meantime is simply not written to.
 void deliverReply(QObject* context, QHttpServerResponder&& responder, HttpReply reply,
                   Delivery delivery);
+
+// Streamed replies on connections of `context` that are still being written.
+qsizetype streamsInProgress(const QObject* context);
 
 } // namespace QuorvelEmulator

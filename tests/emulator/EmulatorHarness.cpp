@@ -183,7 +183,7 @@ QByteArray EmulatorHarness::rawQueryRequest(const QString& businessId, const QBy
           "Content-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" + body;
 }
 
-RawExchange EmulatorHarness::raw(const QByteArray& request, int quietMs)
+RawExchange EmulatorHarness::raw(const QByteArray& request, int quietMs, qsizetype hangUpAt)
 {
     RawExchange exchange;
     QTcpSocket socket;
@@ -203,6 +203,8 @@ RawExchange EmulatorHarness::raw(const QByteArray& request, int quietMs)
         exchange.bytes.append(socket.readAll());
         exchange.arrivals.append({clock.elapsed(), exchange.bytes.size()});
         quiet.start(quietMs);
+        if (hangUpAt >= 0 && exchange.bytes.size() >= hangUpAt)
+            loop.quit();
     });
     QObject::connect(&socket, &QTcpSocket::disconnected, &loop, [&] {
         exchange.bytes.append(socket.readAll());

@@ -85,8 +85,9 @@ public:
     Reply addFault(const QByteArray& json);
 
     // Writes `request` on a new connection and collects everything until the
-    // server closes it or `quietMs` pass without a byte.
-    RawExchange raw(const QByteArray& request, int quietMs = 1500);
+    // server closes it or `quietMs` pass without a byte, or, for a reply that
+    // never ends, until `hangUpAt` bytes have come; then it hangs up.
+    RawExchange raw(const QByteArray& request, int quietMs = 1500, qsizetype hangUpAt = -1);
     QByteArray rawQueryRequest(const QString& businessId, const QByteArray& body,
                                const QByteArray& token);
 

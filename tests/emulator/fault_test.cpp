@@ -12,6 +12,28 @@ namespace QuorvelEmulatorTest {
 namespace {
 
 const QString kDemo = QStringLiteral("demo");
+constexpr qsizetype kMiB = 1024 * 1024;
+// Streaming faults replace the token reply whatever the form says.
+const QByteArray kRawTokenRequest = QByteArrayLiteral(
+    "POST /oauth/token HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Length: 1\r\n\r\nx");
+
+// The one title every TICKET_TITLE locale shows as display and value;
+// empty when there is none or they differ.
+QByteArray shownTitle(const Reply& reply)
+{
+    QSet<QString> titles;
+    for (const QJsonValue& entity : reply.json().array()) {
+        for (const QJsonValue& attribute : entity[QLatin1String("attributeValues")].toArray()) {
+            if (attribute[QLatin1String("attributeKey")].toString() != QLatin1String("TICKET_TITLE"))
+                continue;
+            for (const QJsonValue& locale : attribute[QLatin1String("valueLocales")].toArray()) {
+                titles.insert(locale[QLatin1String("display")].toString());
+                titles.insert(locale[QLatin1String("value")].toString());
+            }
+        }
+    }
+    return titles.size() == 1 ? titles.begin()->toUtf8() : QByteArray();
+}
 
 // An emulator with one token issued before any fault is queued.
 class EmulatorFaults : public ::testing::Test
@@ -23,6 +45,13 @@ protected:
     RawExchange rawQuery()
     {
         return emulator.raw(emulator.rawQueryRequest(kDemo, kDutyChannelQuery, token));
+    }
+
+    QByteArray rawQueryRequest() { return emulator.rawQueryRequest(kDemo, kDutyChannelQuery, token); }
+    qint64 listedStreams()
+    {
+        return emulator.send("GET", QStringLiteral("/_emulator/stats"))
+            .json().object().value(QLatin1String("streams")).toInteger(-1);
     }
 
     EmulatorHarness emulator;
@@ -256,6 +285,130 @@ TEST_F(EmulatorFaults, InvalidUtf8FaultBreaksTheEncodingOfTheResult)
     EXPECT_TRUE(reply.body.contains("\"entityTypeKey\":\"\xC3\x28\xFF" "BUSINESS_TICKET\""));
 }
 
+TEST_F(EmulatorFaults, HostileRepliesHaveTheAskedSizeAndShape)
+{
+    const struct
+    {
+        QByteArray fault;
+        int status;
+        QByteArray title;
+        QByteArray body; // checked when not empty
+    } rows[] = {
+        {R"({"kind":"title","body":"<img src=\"/dev/zero\">"})", 200, R"(<img src="/dev/zero">)", {}},
+        {R"({"kind":"title","body":"a\r\nb\u202Ec\u0007"})", 200, "a\r\nb\xE2\x80\xAE" "c\x07", {}},
+        {R"({"kind":"title","body":"A","bytes":1048576})", 200, QByteArray(kMiB, 'A'), {}},
+        // Five bytes would split the third "é": the title stops before it.
+        {R"({"kind":"title","body":"\u00e9","bytes":5})", 200, "\xC3\xA9\xC3\xA9", {}},
+        {R"({"kind":"status","status":500,"body":"x","bytes":10000000})", 500, {}, QByteArray(10000000, 'x')},
+        {R"({"kind":"nonjson","body":"<p>","bytes":7})", 200, {}, "<p><p><"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.fault.toStdString());
+        emulator.addFault(row.fault);
+        const Reply reply = query();
+        EXPECT_EQ(reply.status, row.status);
+        EXPECT_TRUE(shownTitle(reply) == row.title) << shownTitle(reply).left(80).toStdString();
+        EXPECT_TRUE(row.body.isEmpty() || reply.body == row.body) << reply.body.size() << " bytes";
+    }
+
+    // Read off the wire: Qt's own client never finishes a reply with more
+    // than 100 header fields.
+    emulator.addFault(R"({"kind":"headers"})");
+    const RawExchange filled = rawQuery();
+    EXPECT_EQ(filled.head().count("\r\nX-Filler-"), 100);
+    EXPECT_TRUE(filled.head().contains("\r\nX-Filler-100: 100\r\n"));
+    EXPECT_EQ(filled.body().size(), filled.contentLength());
+    EXPECT_TRUE(QJsonDocument::fromJson(filled.body()).isArray());
+}
+
+TEST_F(EmulatorFaults, BoundedStreamsSendExactlyTheirBytesAndStayOpen)
+{
+    const struct
+    {
+        QByteArray fault;
+        QByteArray request;
+        QByteArray head; // up to where the counted bytes start
+        qsizetype filler;
+    } rows[] = {
+        {R"({"kind":"flood","bytes":3145728})", rawQueryRequest(),
+         "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nContent-Length: 3145728\r\n\r\n", 3 * kMiB},
+        {R"({"kind":"headerline","target":"token","bytes":100000})", kRawTokenRequest,
+         "HTTP/1.1 200 OK\r\nX-Endless: ", 100000},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.fault.toStdString());
+        emulator.addFault(row.fault);
+        const RawExchange exchange = emulator.raw(row.request, 1000);
+        EXPECT_TRUE(exchange.bytes.startsWith(row.head)) << exchange.bytes.left(200).toStdString();
+        EXPECT_EQ(exchange.bytes.size() - row.head.size(), row.filler);
+        EXPECT_EQ(exchange.bytes.indexOf('\n', row.head.size()), -1);
+        EXPECT_FALSE(exchange.closedByServer);
+        EXPECT_EQ(emulator.server().stats().streams, 0);
+    }
+}
+
+TEST_F(EmulatorFaults, EndlessStreamsStopWhenTheClientHangsUp)
+{
+    const struct
+    {
+        QByteArray fault;
+        QByteArray request;
+        QByteArray head;
+    } rows[] = {
+        {R"({"kind":"flood"})", rawQueryRequest(),
+         "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nTransfer-Encoding: chunked\r\n\r\n"
+         "1\r\n[\r\n10000\r\n0,0,"},
+        {R"({"kind":"headerline","target":"token"})", kRawTokenRequest, "HTTP/1.1 200 OK\r\nX-Endless: xxx"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.fault.toStdString());
+        emulator.addFault(row.fault);
+        const RawExchange exchange = emulator.raw(row.request, 1500, 2 * kMiB);
+        EXPECT_GE(exchange.bytes.size(), 2 * kMiB);
+        EXPECT_TRUE(exchange.bytes.startsWith(row.head)) << exchange.bytes.left(200).toStdString();
+        EXPECT_FALSE(exchange.closedByServer);
+        // The emulator has not run since the hang-up, so the stream is still
+        // there; it must go as soon as the emulator sees the client gone.
+        EXPECT_EQ(emulator.server().stats().streams, 1);
+        qint64 streams = 1;
+        for (int i = 0; i < 100 && streams != 0; ++i)
+            streams = listedStreams();
+        EXPECT_EQ(streams, 0);
+        EXPECT_EQ(query().status, 200);
+    }
+}
+
+TEST_F(EmulatorFaults, HostileFaultsAreListedAsQueuedAndCanBeQueuedAgain)
+{
+    const QList<QPair<QByteArray, QByteArray>> rows{
+        {R"({"kind":"title","body":"\u202e","bytes":9})",
+         R"({"kind":"title","target":"query","times":1,"body":"\u202e","bytes":9})"},
+        {R"({"kind":"flood","target":"token","delayMs":50})",
+         R"({"kind":"flood","target":"token","times":1,"delayMs":50})"},
+        {R"({"kind":"headers"})", R"({"kind":"headers","target":"query","times":1,"count":100})"},
+        {R"({"kind":"headerline","bytes":10,"times":-1})",
+         R"({"kind":"headerline","target":"query","times":-1,"bytes":10})"},
+        {R"({"kind":"status","status":500,"body":"x","bytes":3})",
+         R"({"kind":"status","target":"query","times":1,"status":500,"body":"x","bytes":3})"},
+    };
+    QJsonArray queued;
+    QJsonArray listed;
+    for (const auto& [input, output] : rows) {
+        queued.append(QJsonDocument::fromJson(input).object());
+        listed.append(QJsonDocument::fromJson(output).object());
+    }
+    auto pending = [this] {
+        return emulator.send("GET", QStringLiteral("/_emulator/faults"))
+            .json().object().value(QLatin1String("faults")).toArray();
+    };
+
+    emulator.addFault(QJsonDocument(queued).toJson());
+    EXPECT_EQ(pending(), listed);
+    emulator.send("DELETE", QStringLiteral("/_emulator/faults"));
+    emulator.addFault(QJsonDocument(listed).toJson());
+    EXPECT_EQ(pending(), listed);
+}
+
 TEST_F(EmulatorFaults, TokenFaultsAndQueryFaultsKeepToTheirEndpoints)
 {
     emulator.addFault(R"([{"kind":"status","status":503,"target":"token"},{"kind":"status","status":500}])");
@@ -335,6 +488,19 @@ TEST_F(EmulatorFaults, BadFaultsAreRefusedWith400AndNothingIsQueued)
         R"({"kind":"large"})",
         R"({"kind":"large","count":0})",
         R"({"kind":"nested","count":3})",
+        R"({"kind":"title"})",
+        R"({"kind":"title","body":"x","target":"token"})",
+        R"({"kind":"title","body":"x","contentType":"text/plain"})",
+        R"({"kind":"title","body":"x","bytes":16777217})",
+        R"({"kind":"status","status":500,"bytes":10})",
+        R"({"kind":"nonjson","body":"","bytes":10})",
+        R"({"kind":"status","status":500,"body":"x","bytes":268435457})",
+        R"({"kind":"flood","body":"x"})",
+        R"({"kind":"flood","bytes":0})",
+        R"({"kind":"flood","bytes":4294967297})",
+        R"({"kind":"headers","count":100001})",
+        R"({"kind":"headers","bytes":10})",
+        R"({"kind":"headerline","count":5})",
         // The number checks are shared; only the ranges differ per member.
         R"({"kind":"status","status":500,"after":-1})",
         R"([{"kind":"status","status":500},{"kind":"nope"}])",

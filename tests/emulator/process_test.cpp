@@ -7,8 +7,10 @@
 #include <QNetworkProxy>
 #include <QNetworkReply>
 #include <QNetworkRequest>
+#include <QHostAddress>
 #include <QProcess>
 #include <QRegularExpression>
+#include <QTcpSocket>
 #include <QTimer>
 
 namespace QuorvelEmulatorTest {
@@ -128,6 +130,35 @@ TEST(EmulatorProcess, RequestLoggingNeverShowsCredentials)
     EXPECT_FALSE(log.contains(token));
     EXPECT_FALSE(log.contains(QByteArray("logged:never-logged-pw").toBase64()));
     EXPECT_FALSE(log.contains("never-logged-pw"));
+}
+
+TEST(EmulatorProcess, StopsCleanlyOnSigtermWhileFloodingAClient)
+{
+    QProcess emulator;
+    emulator.start(QStringLiteral(QUORVEL_EMULATOR_BINARY),
+                   {"--port", "0", "--fault", R"({"kind":"flood","target":"token"})"});
+    QByteArray out;
+    while (!out.contains('\n') && emulator.waitForReadyRead(kWatchdogMs))
+        out += emulator.readAllStandardOutput();
+    const auto match = QRegularExpression(QStringLiteral("listening on http://127\\.0\\.0\\.1:(\\d+)\n"))
+                           .match(QString::fromUtf8(out));
+    ASSERT_TRUE(match.hasMatch()) << out.toStdString();
+
+    // The emulator is another process: blocking on this socket holds up nothing.
+    QTcpSocket client;
+    client.connectToHost(QHostAddress(QHostAddress::LocalHost), match.captured(1).toUShort());
+    ASSERT_TRUE(client.waitForConnected(kWatchdogMs));
+    client.write("POST /oauth/token HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Length: 1\r\n\r\nx");
+    qint64 received = 0;
+    while (received < 1024 * 1024 && client.waitForReadyRead(kWatchdogMs))
+        received += client.readAll().size();
+    ASSERT_GE(received, 1024 * 1024);
+
+    emulator.terminate();
+    ASSERT_TRUE(emulator.waitForFinished(kWatchdogMs));
+    EXPECT_EQ(emulator.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(emulator.exitCode(), 0);
+    EXPECT_TRUE(emulator.readAllStandardError().isEmpty());
 }
 
 TEST(EmulatorProcess, RefusesToStartOnBadArgumentsOrData)
