@@ -141,11 +141,12 @@ HostRun HostEndToEnd::runHost(const HostOptions& options)
         env.insert(name, value);
     host.setProcessEnvironment(env);
     host.start(QStringLiteral(QUORVEL_HOST_BIN),
-               {"--plugins", QStringLiteral(QUORVEL_PLUGIN_DIR), "--base-url", baseUrl,
+               QStringList{"--plugins", QStringLiteral(QUORVEL_PLUGIN_DIR), "--base-url", baseUrl,
                 "--business-id", options.businessId, "--token-url", service() + "/oauth/token",
                 "--client-id", clientId, "--client-secret", clientSecret, "--page", "Chat",
                 "--print-view", "--settle-ms", QString::number(options.settleMs), "--timeout-ms",
-                QString::number(options.timeoutMs)});
+                QString::number(options.timeoutMs)}
+                   + options.arguments);
     HostRun run;
     if (!host.waitForFinished(options.timeoutMs + kHostExitMarginMs)) {
         host.kill();

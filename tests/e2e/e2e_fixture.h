@@ -49,6 +49,8 @@ struct HostOptions
     int timeoutMs = 15000;
     // Added to the host's environment.
     QList<QPair<QString, QString>> environment;
+    // Added to the host's command line.
+    QStringList arguments;
 };
 
 class HostEndToEnd : public ::testing::Test
