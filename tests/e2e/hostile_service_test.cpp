@@ -85,7 +85,7 @@ std::vector<HostileRow> hostileRows()
          Id, {}},
         {"SilentServerEndsAtTheInactivityLimit", R"({"kind":"delay","delayMs":600000})",
          failed("Network", 4), Id, {}, kQuickInactivity, kPatientSettleMs},
-        {"EndlessHeaderLineEnds", R"({"kind":"headerline"})", failed("Network", 4), Id, {},
+        {"UnendedHeaderLineEnds", R"({"kind":"headerline","bytes":1000000})", failed("Network", 4), Id, {},
          kQuickInactivity, kPatientSettleMs},
         {"HundredHeadersEnd", R"({"kind":"headers","count":100})", failed("Network", 4), Id, {},
          kQuickInactivity, kPatientSettleMs},
