@@ -185,8 +185,8 @@ void QtHttpNetworkService::Worker::perform(PendingHttpRequest* pending)
 
 void QtHttpNetworkService::Worker::watchProgress(QNetworkReply* reply, PendingHttpRequest* pending)
 {
-    // The body is read as it arrives, so that its size is known at every
-    // moment and Qt never buffers more than a piece of it.
+    // The body is taken as Qt hands it over, so that a reply is stopped as
+    // soon as it passes the limit rather than after it has been read whole.
     connect(reply, &QNetworkReply::metaDataChanged, this,
             [this, reply, pending] { checkAnnouncedLength(reply, pending); });
     connect(reply, &QNetworkReply::readyRead, this,
