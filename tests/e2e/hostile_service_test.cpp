@@ -25,8 +25,9 @@ constexpr qint64 kMaxPeakMemoryKb = 1024 * 1024;
 #else
 constexpr qint64 kMaxPeakMemoryKb = 256 * 1024;
 #endif
-// Stalled rows show their failure after the inactivity limit; the host must
-// keep looking until then.
+// Stalled rows show their failure after the inactivity limit, and the large
+// rows take a while to build and read under a sanitizer; the host must keep
+// looking until then.
 constexpr int kPatientSettleMs = 3000;
 
 struct HostileRow
@@ -78,9 +79,11 @@ std::vector<HostileRow> hostileRows()
         {"RightToLeftOverrideIsShownNotObeyed", titleFault(u"invoice\u202Egnp.exe"_s), kResolved,
          ChatTitle, u"Chat.title: invoice\\u202Egnp.exe"_s},
         {"MegabyteTitleIsCut", R"({"kind":"title","body":"A","bytes":1048576})", kResolved, ChatTitle,
-         u"Chat.title: "_s + QString(500, u'A') + u" \u2026 [1048076 more characters]"_s},
+         u"Chat.title: "_s + QString(500, u'A') + u" \u2026 [1048076 more characters]"_s, {},
+         kPatientSettleMs},
         {"TenMegabyteErrorBodyIsCut", R"({"kind":"status","status":500,"body":"x","bytes":10000000})",
-         failed("ServerError", 500), Id, QString(500, u'x') + u" \u2026 [9999500 more characters]"_s},
+         failed("ServerError", 500), Id, QString(500, u'x') + u" \u2026 [9999500 more characters]"_s,
+         {}, kPatientSettleMs},
         {"HugeAnnouncedBodyIsRefused", R"({"kind":"flood","bytes":200000000})", failed("Network", 299),
          Id, {}},
         {"SilentServerEndsAtTheInactivityLimit", R"({"kind":"delay","delayMs":600000})",
