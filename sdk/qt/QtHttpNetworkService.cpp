@@ -26,6 +26,10 @@ constexpr qint32 kStalled = QNetworkReply::TimeoutError;
 // Qt has no number for "too large"; this one says the content was at fault.
 constexpr qint32 kTooLarge = QNetworkReply::UnknownContentError;
 
+// How far Qt's HTTP thread may read a reply ahead of this thread: enough
+// to keep a fast connection busy, small beside any reply size limit.
+constexpr qint64 kReadBufferBytes = 1024 * 1024;
+
 // URLs are logged without user name or password.
 QString loggedUrl(const QUrl& url)
 {
@@ -185,12 +189,22 @@ void QtHttpNetworkService::Worker::perform(PendingHttpRequest* pending)
 
 void QtHttpNetworkService::Worker::watchProgress(QNetworkReply* reply, PendingHttpRequest* pending)
 {
-    // The body is taken as Qt hands it over, so that a reply is stopped as
-    // soon as it passes the limit rather than after it has been read whole.
+    // The body is taken as it comes, so that a reply is stopped as soon as it
+    // passes the limit rather than after it has been read whole.
     connect(reply, &QNetworkReply::metaDataChanged, this,
             [this, reply, pending] { checkAnnouncedLength(reply, pending); });
     connect(reply, &QNetworkReply::readyRead, this,
             [this, reply, pending] { readAvailable(reply, pending); });
+    // Without a read buffer limit, Qt's HTTP thread reads a reply that comes
+    // faster than it can hand it over into memory for as long as it keeps
+    // coming, before this thread hears of any of it. A limit set on the reply
+    // only reaches that thread once the request has started there, which is
+    // later than this call: it is set again when the request has been sent,
+    // and reaches the HTTP thread before the answer does but for a server
+    // that answers faster than this thread wakes up.
+    const auto limitReadAhead = [reply] { reply->setReadBufferSize(kReadBufferBytes); };
+    QMetaObject::invokeMethod(reply, limitReadAhead, Qt::QueuedConnection);
+    connect(reply, &QNetworkReply::requestSent, reply, limitReadAhead);
 
     const int inactivityMs = pending->limits.inactivityTimeoutMs;
     if (inactivityMs <= 0)

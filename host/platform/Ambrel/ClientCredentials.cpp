@@ -41,7 +41,11 @@ QByteArray ClientCredentials::fetchToken(QString* error, int timeoutMs) const
     QNetworkReply* reply = manager.post(request, form.query(QUrl::FullyEncoded).toUtf8());
     QEventLoop loop;
     // Read as it comes, so that an endless reply is noticed as soon as it is
-    // too long.
+    // too long; and held back in Qt's HTTP thread, which would otherwise read
+    // all it can get before handing any of it over. The limit only reaches
+    // that thread once the request is under way there.
+    QObject::connect(reply, &QNetworkReply::requestSent, reply,
+                     [reply] { reply->setReadBufferSize(kMaxTokenReplyBytes); });
     QByteArray body;
     bool tooLarge = false;
     const auto take = [reply, &body, &tooLarge] {
