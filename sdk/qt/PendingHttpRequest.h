@@ -34,6 +34,8 @@ struct PendingHttpRequest
     // Set on the network thread when this layer itself ends the exchange
     // (limit exceeded, shutdown): the error number the sender gets.
     qint32 given_up = 0;
+    // When the network thread last saw the exchange move, on its own clock.
+    qint64 last_moved_ms = 0;
 };
 
 } // namespace QuorvelSdk

@@ -190,43 +190,68 @@ void QtHttpNetworkService::Worker::perform(PendingHttpRequest* pending)
 void QtHttpNetworkService::Worker::watchProgress(QNetworkReply* reply, PendingHttpRequest* pending)
 {
     // The body is taken as it comes, so that a reply is stopped as soon as it
-    // passes the limit rather than after it has been read whole.
-    connect(reply, &QNetworkReply::metaDataChanged, this,
-            [this, reply, pending] { checkAnnouncedLength(reply, pending); });
-    connect(reply, &QNetworkReply::readyRead, this,
-            [this, reply, pending] { readAvailable(reply, pending); });
+    // passes the limit rather than after it has been read whole. Every sign
+    // of life counts as progress for the inactivity limit.
+    connect(reply, &QNetworkReply::metaDataChanged, this, [this, reply, pending] {
+        markMoved(pending);
+        checkAnnouncedLength(reply, pending);
+    });
+    connect(reply, &QNetworkReply::readyRead, this, [this, reply, pending] {
+        markMoved(pending);
+        readAvailable(reply, pending);
+    });
+    connect(reply, &QNetworkReply::uploadProgress, this, [this, pending] { markMoved(pending); });
     // Without a read buffer limit, Qt's HTTP thread reads a reply that comes
     // faster than it can hand it over into memory for as long as it keeps
     // coming, before this thread hears of any of it. A limit set on the reply
-    // only reaches that thread once the request has started there, which is
-    // later than this call: it is set again when the request has been sent,
-    // and reaches the HTTP thread before the answer does but for a server
-    // that answers faster than this thread wakes up.
-    const auto limitReadAhead = [reply] { reply->setReadBufferSize(kReadBufferBytes); };
-    QMetaObject::invokeMethod(reply, limitReadAhead, Qt::QueuedConnection);
-    connect(reply, &QNetworkReply::requestSent, reply, limitReadAhead);
+    // only reaches that thread once the request has started there, so it is
+    // set when the request has been sent: it then reaches the HTTP thread
+    // before the answer does, but for a server that answers faster than
+    // this thread wakes up.
+    connect(reply, &QNetworkReply::requestSent, reply,
+            [reply] { reply->setReadBufferSize(kReadBufferBytes); });
+    markMoved(pending);
+    watchInactivity(pending->limits.inactivityTimeoutMs);
+}
 
-    const int inactivityMs = pending->limits.inactivityTimeoutMs;
-    if (inactivityMs <= 0)
+void QtHttpNetworkService::Worker::markMoved(PendingHttpRequest* pending)
+{
+    pending->last_moved_ms = clock.elapsed();
+}
+
+void QtHttpNetworkService::Worker::watchInactivity(int limitMs)
+{
+    if (limitMs <= 0)
         return;
-    // Owned by the reply, so it dies with it and never fires for a finished
-    // exchange.
-    auto* idle = new QTimer(reply);
-    idle->setSingleShot(true);
-    idle->setInterval(inactivityMs);
-    connect(idle, &QTimer::timeout, this, [this, reply, pending, inactivityMs] {
+    // One timer for all exchanges, rather than one restarted on every signal
+    // of every exchange: it looks often enough to end a stalled exchange
+    // within a quarter of its limit.
+    if (sweep == nullptr) {
+        clock.start();
+        sweep = new QTimer(this);
+        connect(sweep, &QTimer::timeout, this, [this] { endStalledExchanges(); });
+    }
+    const int interval = std::clamp(limitMs / 4, 10, 1000);
+    if (!sweep->isActive() || sweep->interval() > interval)
+        sweep->start(interval);
+}
+
+void QtHttpNetworkService::Worker::endStalledExchanges()
+{
+    const qint64 now = clock.elapsed();
+    const QHash<QNetworkReply*, PendingHttpRequest*> snapshot = active_replies;
+    for (auto it = snapshot.cbegin(); it != snapshot.cend(); ++it) {
+        PendingHttpRequest* pending = it.value();
+        const int limit = pending->limits.inactivityTimeoutMs;
+        if (limit <= 0 || now - pending->last_moved_ms < limit)
+            continue;
         qtHelpers::logger(QtWarningMsg, qtHelpers::chat())
-            << "QtHttpNetworkService: no data for" << inactivityMs << "ms, exchange aborted; verb"
+            << "QtHttpNetworkService: no data for" << limit << "ms, exchange aborted; verb"
             << pending->verb << "url" << loggedUrl(pending->url);
-        giveUp(reply, pending, kStalled);
-    });
-    const auto moved = [idle] { idle->start(); };
-    connect(reply, &QNetworkReply::metaDataChanged, idle, moved);
-    connect(reply, &QNetworkReply::readyRead, idle, moved);
-    connect(reply, &QNetworkReply::downloadProgress, idle, moved);
-    connect(reply, &QNetworkReply::uploadProgress, idle, moved);
-    connect(reply, &QNetworkReply::redirected, idle, moved);
-    idle->start();
+        giveUp(it.key(), pending, kStalled);
+    }
+    if (active_replies.isEmpty())
+        sweep->stop();
 }
 
 void QtHttpNetworkService::Worker::checkAnnouncedLength(QNetworkReply* reply,

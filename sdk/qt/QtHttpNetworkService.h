@@ -2,6 +2,7 @@
 
 #include <QMutex>
 #include <QObject>
+#include <QElapsedTimer>
 #include <QHash>
 
 #include "sdk/qt/HttpLimits.h"
@@ -10,6 +11,7 @@
 class QNetworkAccessManager;
 class QNetworkReply;
 class QThread;
+class QTimer;
 
 namespace QuorvelSdk {
 
@@ -41,8 +43,14 @@ public:
         // Ends the exchange with `error`, whatever the reply's own state.
         void giveUp(QNetworkReply* reply, PendingHttpRequest* pending, qint32 error);
         void watchProgress(QNetworkReply* reply, PendingHttpRequest* pending);
+        void markMoved(PendingHttpRequest* pending);
+        void watchInactivity(int limitMs);
+        void endStalledExchanges();
 
         QNetworkAccessManager* manager = nullptr;
+        // Created with the first exchange that has an inactivity limit.
+        QTimer* sweep = nullptr;
+        QElapsedTimer clock;
         // Started and not yet finished, each with the exchange it serves.
         QHash<QNetworkReply*, PendingHttpRequest*> active_replies;
     };
