@@ -60,7 +60,10 @@ QString leftOutMarker(qsizetype count)
 
 bool isHiddenControl(char16_t c)
 {
-    return c < 0x20 || (c >= 0x7F && c <= 0x9F) || c == 0x2028 || c == 0x2029 || isBidiControl(c);
+    // Printable ASCII first: nearly every character asked about is one.
+    if (c < 0x7F)
+        return c < 0x20;
+    return c <= 0x9F || c == 0x2028 || c == 0x2029 || isBidiControl(c);
 }
 
 QString escapeControls(const QString& text)
