@@ -50,7 +50,10 @@ void writeHead(QHttpServerResponder& responder, const HttpReply& reply, qint64 c
     responder.writeHeader("Content-Length", QByteArray::number(contentLength));
 }
 
-bool connected(const QPointer<QTcpSocket>& socket)
+// Takes the base class: while a socket is being destroyed it emits
+// disconnected() from QAbstractSocket's destructor, when it no longer is a
+// QTcpSocket, and a guarded pointer to a QTcpSocket would cast it wrongly.
+bool connected(const QPointer<QAbstractSocket>& socket)
 {
     return socket && socket->state() == QAbstractSocket::ConnectedState;
 }
@@ -77,26 +80,26 @@ struct StreamPlan
 class ReplyStream : public QObject
 {
 public:
-    ReplyStream(QTcpSocket* socket, StreamPlan plan);
+    ReplyStream(QAbstractSocket* socket, StreamPlan plan);
     void refill();
 
 private:
     QByteArray nextPiece() const;
     void finish();
 
-    QPointer<QTcpSocket> m_socket;
+    QPointer<QAbstractSocket> m_socket;
     StreamPlan m_plan;
     qint64 m_sent = 0;
 };
 
-ReplyStream::ReplyStream(QTcpSocket* socket, StreamPlan plan)
+ReplyStream::ReplyStream(QAbstractSocket* socket, StreamPlan plan)
     : QObject(socket)
     , m_socket(socket)
     , m_plan(std::move(plan))
 {
     setObjectName(QLatin1String(kStreamName));
-    connect(socket, &QTcpSocket::bytesWritten, this, &ReplyStream::refill);
-    connect(socket, &QTcpSocket::disconnected, this, &ReplyStream::finish);
+    connect(socket, &QIODevice::bytesWritten, this, &ReplyStream::refill);
+    connect(socket, &QAbstractSocket::disconnected, this, &ReplyStream::finish);
 }
 
 void ReplyStream::refill()
@@ -142,7 +145,7 @@ const QByteArray& headerFiller()
     return piece;
 }
 
-void startStream(QHttpServerResponder& responder, QTcpSocket* socket, const HttpReply& reply,
+void startStream(QHttpServerResponder& responder, QAbstractSocket* socket, const HttpReply& reply,
                  const Delivery& delivery)
 {
     const bool endless = !delivery.streamBytes;
@@ -167,7 +170,7 @@ void startStream(QHttpServerResponder& responder, QTcpSocket* socket, const Http
 }
 
 void writeNow(QObject* context, const std::shared_ptr<QHttpServerResponder>& responder,
-              const QPointer<QTcpSocket>& socket, const HttpReply& reply, const Delivery& delivery)
+              const QPointer<QAbstractSocket>& socket, const HttpReply& reply, const Delivery& delivery)
 {
     if (!connected(socket))
         return;
@@ -219,7 +222,7 @@ void deliverReply(QObject* context, QHttpServerResponder&& responder, HttpReply 
     // The responder must outlive this call when the reply is held back; the
     // socket may not (the client can give up), hence the guarded pointer.
     auto shared = std::make_shared<QHttpServerResponder>(std::move(responder));
-    const QPointer<QTcpSocket> socket = shared->socket();
+    const QPointer<QAbstractSocket> socket = shared->socket();
     if (delivery.delayMs <= 0) {
         writeNow(context, shared, socket, reply, delivery);
         return;
