@@ -16,6 +16,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -100,9 +101,39 @@ bool has_empty_map_key(const EntityDto& entity)
 
 const QString kUnset = QStringLiteral("<unset>");
 
+// Service text in the dump is escaped, one character at a time: a backslash
+// doubled, \n \r \t, other C0 controls and DEL as \xHH, C1 controls, the
+// line and paragraph separators and the bidirectional controls as \uHHHH.
+QString escaped(const QString& text)
+{
+    static const std::set<char16_t> kFormatControls{0x061C, 0x200E, 0x200F, 0x2028, 0x2029,
+                                                    0x202A, 0x202B, 0x202C, 0x202D, 0x202E,
+                                                    0x2066, 0x2067, 0x2068, 0x2069};
+    QString out;
+    for (const QChar c : text) {
+        const char16_t u = c.unicode();
+        if (u == u'\\')
+            out += QStringLiteral("\\\\");
+        else if (u == u'\n')
+            out += QStringLiteral("\\n");
+        else if (u == u'\r')
+            out += QStringLiteral("\\r");
+        else if (u == u'\t')
+            out += QStringLiteral("\\t");
+        else if (u < 0x20 || u == 0x7F)
+            out += QString::asprintf("\\x%02X", unsigned(u));
+        else if ((u >= 0x80 && u <= 0x9F) || kFormatControls.contains(u))
+            out += QString::asprintf("\\u%04X", unsigned(u));
+        else
+            out += c;
+    }
+    return out;
+}
+
 QString text_of(const std::optional<std::string>& field, const QString& absent = kUnset)
 {
-    return field ? QString::fromUtf8(field->data(), static_cast<qsizetype>(field->size())) : absent;
+    return field ? escaped(QString::fromUtf8(field->data(), static_cast<qsizetype>(field->size())))
+                 : absent;
 }
 
 QString uuid_of(const std::optional<tarsion::uuid>& field)
