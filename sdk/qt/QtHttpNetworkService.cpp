@@ -30,6 +30,27 @@ constexpr qint32 kTooLarge = QNetworkReply::UnknownContentError;
 // to keep a fast connection busy, small beside any reply size limit.
 constexpr qint64 kReadBufferBytes = 1024 * 1024;
 
+// Qt's number for a redirect it will not follow.
+constexpr qint32 kRedirectRefused = QNetworkReply::InsecureRedirectError;
+
+// Scheme, host and port, with each scheme's default port filled in.
+bool sameOrigin(const QUrl& a, const QUrl& b)
+{
+    const auto defaultPort = [](const QUrl& url) {
+        return url.scheme().compare(QLatin1String("https"), Qt::CaseInsensitive) == 0 ? 443 : 80;
+    };
+    return a.scheme().compare(b.scheme(), Qt::CaseInsensitive) == 0
+        && a.host().compare(b.host(), Qt::CaseInsensitive) == 0
+        && a.port(defaultPort(a)) == b.port(defaultPort(b));
+}
+
+// Qt follows every redirect but 307 and 308 with a GET (a HEAD stays a
+// HEAD) and drops the body: a query would silently become another request.
+bool changesVerb(int status, const QByteArray& verb)
+{
+    return status != 307 && status != 308 && verb != "GET" && verb != "HEAD";
+}
+
 // URLs are logged without user name or password.
 QString loggedUrl(const QUrl& url)
 {
@@ -155,9 +176,16 @@ void QtHttpNetworkService::Worker::perform(PendingHttpRequest* pending)
         manager = new QNetworkAccessManager(this);
 
     QNetworkRequest request(pending->url);
+    // Every redirect is looked at before it is followed (checkRedirect): the
+    // request carries credentials, which must not go to another origin.
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
                          pending->disable_redirects ? QNetworkRequest::ManualRedirectPolicy
-                                                    : QNetworkRequest::NoLessSafeRedirectPolicy);
+                                                    : QNetworkRequest::UserVerifiedRedirectPolicy);
+    // A cookie one exchange received is never sent with the next: sessions
+    // are the token's business, and the network thread outlives every
+    // sign-in.
+    request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
+    request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
     for (const auto& [name, value] : pending->headers) {
         if (!name.isEmpty())
             request.setRawHeader(name, value);
@@ -201,6 +229,10 @@ void QtHttpNetworkService::Worker::watchProgress(QNetworkReply* reply, PendingHt
         readAvailable(reply, pending);
     });
     connect(reply, &QNetworkReply::uploadProgress, this, [this, pending] { markMoved(pending); });
+    connect(reply, &QNetworkReply::redirected, this, [this, reply, pending](const QUrl& target) {
+        markMoved(pending);
+        checkRedirect(reply, pending, target);
+    });
     // Without a read buffer limit, Qt's HTTP thread reads a reply that comes
     // faster than it can hand it over into memory for as long as it keeps
     // coming, before this thread hears of any of it. A limit set on the reply
@@ -252,6 +284,26 @@ void QtHttpNetworkService::Worker::endStalledExchanges()
     }
     if (active_replies.isEmpty())
         sweep->stop();
+}
+
+void QtHttpNetworkService::Worker::checkRedirect(QNetworkReply* reply, PendingHttpRequest* pending,
+                                                 const QUrl& target)
+{
+    const QUrl next = pending->url.resolved(target);
+    const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    const char* refusal = nullptr;
+    if (!sameOrigin(pending->url, next))
+        refusal = "to another origin";
+    else if (changesVerb(status, pending->verb))
+        refusal = "that would change the verb";
+    if (refusal == nullptr) {
+        Q_EMIT reply->redirectAllowed();
+        return;
+    }
+    qtHelpers::logger(QtWarningMsg, qtHelpers::chat())
+        << "QtHttpNetworkService: redirect" << refusal << "refused; status" << status << "verb"
+        << pending->verb << "url" << loggedUrl(pending->url) << "to" << loggedUrl(next);
+    giveUp(reply, pending, kRedirectRefused);
 }
 
 void QtHttpNetworkService::Worker::checkAnnouncedLength(QNetworkReply* reply,

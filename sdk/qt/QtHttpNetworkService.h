@@ -40,6 +40,9 @@ public:
     private:
         void readAvailable(QNetworkReply* reply, PendingHttpRequest* pending);
         void checkAnnouncedLength(QNetworkReply* reply, PendingHttpRequest* pending);
+        // Follows a redirect only within the request's origin, and only
+        // where the verb stays what it was.
+        void checkRedirect(QNetworkReply* reply, PendingHttpRequest* pending, const QUrl& target);
         // Ends the exchange with `error`, whatever the reply's own state.
         void giveUp(QNetworkReply* reply, PendingHttpRequest* pending, qint32 error);
         void watchProgress(QNetworkReply* reply, PendingHttpRequest* pending);

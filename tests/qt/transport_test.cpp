@@ -202,5 +202,81 @@ TEST_F(TransportReply, RedirectIsReturnedAsItStandsWhenDisabled)
     EXPECT_EQ(server.received().size(), 1);
 }
 
+// Which redirects are followed: only within the request's origin, and only
+// where the verb survives. Credentials go with every request, so a
+// redirect elsewhere must not be followed, whatever its status.
+struct RedirectRow
+{
+    const char* name;
+    int status;
+    const char* verb;
+    bool elsewhere;
+    bool followed;
+};
+
+void PrintTo(const RedirectRow& row, std::ostream* out) { *out << row.name; }
+
+const RedirectRow kRedirectRows[] = {
+    {"SameOrigin307KeepsThePost", 307, "POST", false, true},
+    {"SameOrigin308KeepsThePost", 308, "POST", false, true},
+    {"SameOrigin302WouldTurnThePostIntoAGet", 302, "POST", false, false},
+    {"SameOrigin303WouldTurnThePostIntoAGet", 303, "POST", false, false},
+    {"SameOrigin301GetIsFollowed", 301, "GET", false, true},
+    {"OtherOrigin307", 307, "POST", true, false},
+    {"OtherOrigin302Get", 302, "GET", true, false},
+};
+
+class RedirectPolicy : public TransportTest, public ::testing::WithParamInterface<RedirectRow>
+{
+protected:
+    void SetUp() override
+    {
+        TransportTest::SetUp();
+        ASSERT_NE(other.start(), 0);
+    }
+
+    ScriptedHttpServer other;
+};
+
+TEST_P(RedirectPolicy, FollowsOnlyWithinTheOriginAndTheVerb)
+{
+    const RedirectRow& row = GetParam();
+    const QString target = (row.elsewhere ? other.baseUrl() : QString()) + QStringLiteral("/final");
+    server.route("/start", {row.status, {{"Location", target.toUtf8()}}, ""});
+    server.route("/final", {200, {}, "final"});
+    other.route("/final", {200, {}, "elsewhere"});
+
+    LogCapture log;
+    const Exchange e = sendText(row.verb, "/start", row.verb == std::string("GET") ? "" : "{}",
+                                {{"Authorization", "Bearer secret"}});
+
+    if (row.followed) {
+        ASSERT_EQ(e.result, 0);
+        EXPECT_EQ(e.response.body, "final");
+        ASSERT_FALSE(server.received().isEmpty());
+        EXPECT_EQ(server.received().back().method.toUpper(), QString::fromLatin1(row.verb));
+    } else {
+        EXPECT_EQ(e.result, QNetworkReply::InsecureRedirectError);
+        EXPECT_EQ(e.response.status, 0u);
+        EXPECT_EQ(log.count("redirect"), 1) << log.messages().join('\n').toStdString();
+        for (const auto& got : server.received())
+            EXPECT_NE(got.target, "/final");
+    }
+    EXPECT_TRUE(other.received().isEmpty()) << "the other origin was asked";
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, RedirectPolicy, ::testing::ValuesIn(kRedirectRows),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(TransportReply, CookiesAreNeitherKeptNorSent)
+{
+    server.push({200, {{"Set-Cookie", "session=abc; Path=/"}}, "first"});
+    server.push({200, {}, "second"});
+    ASSERT_EQ(send("GET", url("/one")).result, 0);
+    ASSERT_EQ(send("GET", url("/two")).result, 0);
+    ASSERT_EQ(server.received().size(), 2);
+    EXPECT_EQ(server.received().at(1).count("Cookie"), 0);
+}
+
 } // namespace
 } // namespace QuorvelTest

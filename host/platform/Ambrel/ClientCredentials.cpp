@@ -35,6 +35,9 @@ QByteArray ClientCredentials::fetchToken(QString* error, int timeoutMs) const
     QNetworkRequest request(tokenUrl);
     request.setHeader(QNetworkRequest::ContentTypeHeader,
                       QByteArrayLiteral("application/x-www-form-urlencoded"));
+    // The form carries the client secret: a redirect, wherever it points,
+    // is an answer, not an invitation to post it again.
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
 
     // A manager of its own on the calling thread, so that any thread may ask.
     QNetworkAccessManager manager;
