@@ -24,6 +24,15 @@ std::unexpected<error> transport_failure(std::int32_t result)
     return make_error(error_kind::transport, static_cast<std::uint32_t>(result));
 }
 
+// Never names the value: it may be the token.
+std::unexpected<error> unsafe_header_failure(const http::header& header)
+{
+    const bool name_is_safe = header.first.find_first_of(std::string_view("\r\n\0", 3)) == std::string::npos;
+    return make_error(error_kind::transport, 0,
+                      (name_is_safe ? "Header \"" + header.first + "\"" : std::string("A header name")) +
+                          " holds a line break or NUL; the request was not sent.");
+}
+
 } // namespace
 
 namespace pipeline {
@@ -70,6 +79,18 @@ http::header_list with_authorization(const http::header_list& headers, const std
     return sent;
 }
 
+const http::header* unsafe_header(const http::header_list& headers)
+{
+    const auto unsafe = [](const std::string& text) {
+        return text.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos;
+    };
+    for (const http::header& header : headers) {
+        if (unsafe(header.first) || unsafe(header.second))
+            return &header;
+    }
+    return nullptr;
+}
+
 } // namespace pipeline
 
 struct tenant::request
@@ -112,6 +133,11 @@ expected<http_response> tenant::execute(const std::string& verb, const std::stri
               disable_redirects,
               retry_any_verb};
 
+    // A line break in a header (a hostile token, say) would end the request
+    // early and let its rest be read as another one.
+    if (const http::header* unsafe = pipeline::unsafe_header(r.headers))
+        return unsafe_header_failure(*unsafe);
+
     http_response response;
     if (const std::int32_t result = send_with_retries(r, response))
         return transport_failure(result);
@@ -130,6 +156,8 @@ expected<http_response> tenant::execute(const std::string& verb, const std::stri
     if (*renewed == token)
         return response;
     r.headers = pipeline::with_authorization(headers, *renewed);
+    if (const http::header* unsafe = pipeline::unsafe_header(r.headers))
+        return unsafe_header_failure(*unsafe);
     if (const std::int32_t result = send_with_retries(r, response))
         return transport_failure(result);
     return response;

@@ -75,6 +75,11 @@ std::string join_url(const std::string& base_url, const std::string& path);
 // when there is a token.
 http::header_list with_authorization(const http::header_list& headers, const std::string& token);
 
+// The first header whose name or value holds a carriage return, a line
+// feed or a NUL, which would let it end the header early or forge another;
+// null when there is none.
+const http::header* unsafe_header(const http::header_list& headers);
+
 } // namespace pipeline
 
 } // namespace tarsion

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <optional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -275,6 +277,55 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& info) { return std::string(info.param.name); });
 
 // ---- missing pieces -----------------------------------------------------
+
+// ---- header values that would break the request's framing --------------
+
+struct unsafe_header_case
+{
+    const char* name;
+    std::string token;
+    std::optional<std::string> renewed;
+    http::header_list headers;
+    // Requests that reach the client before the call fails.
+    std::size_t sent;
+    const char* message;
+};
+
+void PrintTo(const unsafe_header_case& c, std::ostream* out) { *out << c.name; }
+
+class TenantUnsafeHeader : public TenantToken, public ::testing::WithParamInterface<unsafe_header_case>
+{
+};
+
+TEST_P(TenantUnsafeHeader, IsNeverSentAndTheCallSaysWhichHeader)
+{
+    const unsafe_header_case& c = GetParam();
+    make_tenant({{401, "expired", {}, 0}, {200, "fine", {}, 0}},
+                std::make_unique<fake_token_factory>(c.token, c.renewed.value_or(std::string())));
+    const expected<http_response> result = send("POST", c.headers);
+
+    ASSERT_FALSE(result.has_value());
+    EXPECT_EQ(result.error().kind, error_kind::transport);
+    EXPECT_EQ(result.error().message, c.message);
+    EXPECT_EQ(client->sends().size(), c.sent);
+    // The token never appears in the message.
+    EXPECT_EQ(result.error().message.find("tok"), std::string::npos);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, TenantUnsafeHeader,
+    ::testing::Values(
+        unsafe_header_case{"LineFeedInTheToken", "tok\nX-Injected: 1", std::nullopt, {}, 0,
+                           "Header \"Authorization\" holds a line break or NUL; the request was not sent."},
+        unsafe_header_case{"CarriageReturnInTheRenewedToken", "old", std::string("tok\r\nGET / HTTP/1.1"),
+                           {}, 1,
+                           "Header \"Authorization\" holds a line break or NUL; the request was not sent."},
+        unsafe_header_case{"NulInACallersValue", "old", std::nullopt,
+                           {{"X-A", std::string("a\0b", 3)}}, 0,
+                           "Header \"X-A\" holds a line break or NUL; the request was not sent."},
+        unsafe_header_case{"LineFeedInACallersName", "old", std::nullopt, {{"X-A\nB", "1"}}, 0,
+                           "A header name holds a line break or NUL; the request was not sent."}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 TEST(TenantWithoutClient, FailsBeforeAnyTokenIsRequested)
 {
