@@ -2,10 +2,40 @@
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QFile>
 
 #ifndef VYX_DEFAULT_PLUGINS_DIR
 #define VYX_DEFAULT_PLUGINS_DIR "plugins"
 #endif
+
+namespace {
+
+// The secret comes from the option, else from the file (or standard input),
+// else from VYX_CLIENT_SECRET: only the first shows in the process list.
+bool readClientSecret(const QString& given, const QString& fileName, QString& secret, QString& error)
+{
+    if (!given.isEmpty()) {
+        secret = given;
+        return true;
+    }
+    if (fileName.isEmpty()) {
+        secret = qEnvironmentVariable("VYX_CLIENT_SECRET");
+        return true;
+    }
+    QFile file;
+    const bool opened = fileName == QLatin1String("-")
+        ? file.open(stdin, QIODevice::ReadOnly | QIODevice::Text)
+        : (file.setFileName(fileName), file.open(QIODevice::ReadOnly | QIODevice::Text));
+    if (!opened) {
+        error = QStringLiteral("--client-secret-file: cannot read %1: %2").arg(fileName, file.errorString());
+        return false;
+    }
+    // One line; the line break an editor or echo adds is not part of it.
+    secret = QString::fromUtf8(file.readLine(64 * 1024)).trimmed();
+    return true;
+}
+
+} // namespace
 
 bool CommandLine::parse(const QStringList& arguments, CommandLine& out, QString& error)
 {
@@ -24,8 +54,14 @@ bool CommandLine::parse(const QStringList& arguments, CommandLine& out, QString&
     const QCommandLineOption clientId(QStringLiteral("client-id"), QStringLiteral("OAuth 2 client id."),
                                       QStringLiteral("ID"));
     const QCommandLineOption clientSecret(QStringLiteral("client-secret"),
-                                          QStringLiteral("OAuth 2 client secret."),
+                                          QStringLiteral("OAuth 2 client secret (visible to other "
+                                                         "users in the process list: prefer the "
+                                                         "file or VYX_CLIENT_SECRET)."),
                                           QStringLiteral("SECRET"));
+    const QCommandLineOption clientSecretFile(QStringLiteral("client-secret-file"),
+                                              QStringLiteral("Read the OAuth 2 client secret from "
+                                                             "FILE, - for standard input."),
+                                              QStringLiteral("FILE"));
     const QCommandLineOption page(QStringLiteral("page"), QStringLiteral("Page to show, by caption."),
                                   QStringLiteral("CAPTION"));
     const QCommandLineOption printView(QStringLiteral("print-view"),
@@ -53,7 +89,8 @@ bool CommandLine::parse(const QStringList& arguments, CommandLine& out, QString&
     const QCommandLineOption peakMemory(QStringLiteral("print-peak-memory"),
                                         QStringLiteral("On exit, print the process's peak resident "
                                                        "memory to stderr."));
-    parser.addOptions({plugins, baseUrl, businessId, tokenUrl, clientId, clientSecret, page,
+    parser.addOptions({plugins, baseUrl, businessId, tokenUrl, clientId, clientSecret,
+                       clientSecretFile, page,
                        printView, settle, screenshot, stay, timeout, maxReply, inactivity,
                        peakMemory});
     if (!parser.parse(arguments)) {
@@ -71,7 +108,9 @@ bool CommandLine::parse(const QStringList& arguments, CommandLine& out, QString&
     out.businessId = parser.value(businessId);
     out.tokenUrl = parser.value(tokenUrl);
     out.clientId = parser.value(clientId);
-    out.clientSecret = parser.value(clientSecret);
+    if (!readClientSecret(parser.value(clientSecret), parser.value(clientSecretFile),
+                          out.clientSecret, error))
+        return false;
     out.page = parser.value(page);
     out.printView = parser.isSet(printView);
     out.settleMs = parser.value(settle).toInt(&settleOk);

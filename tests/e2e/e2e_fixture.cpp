@@ -137,13 +137,15 @@ HostRun HostEndToEnd::runHost(const HostOptions& options)
     QProcess host;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    // Not on the command line, where any user could read it.
+    env.insert(QStringLiteral("VYX_CLIENT_SECRET"), clientSecret);
     for (const auto& [name, value] : options.environment)
         env.insert(name, value);
     host.setProcessEnvironment(env);
     host.start(QStringLiteral(QUORVEL_HOST_BIN),
                QStringList{"--plugins", QStringLiteral(QUORVEL_PLUGIN_DIR), "--base-url", baseUrl,
                 "--business-id", options.businessId, "--token-url", service() + "/oauth/token",
-                "--client-id", clientId, "--client-secret", clientSecret, "--page", "Chat",
+                "--client-id", clientId, "--page", "Chat",
                 "--print-view", "--settle-ms", QString::number(options.settleMs), "--timeout-ms",
                 QString::number(options.timeoutMs)}
                    + options.arguments);

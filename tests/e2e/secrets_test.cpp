@@ -4,6 +4,7 @@
 #include "e2e_fixture.h"
 
 #include <QTcpServer>
+#include <QTemporaryFile>
 #include <QUuid>
 
 #include <ostream>
@@ -51,8 +52,16 @@ TEST_P(SecretsStayOut, NeitherTokensNorTheClientSecretAreEverPrinted)
     options.environment = {kEveryCategory};
     int expectedTokens = 1;
     QTcpServer closed;
+    QTemporaryFile secretFile;
+    const QString urlPassword = QStringLiteral("pw-") + QUuid::createUuid().toString(QUuid::Id128);
     switch (GetParam()) {
     case Scenario::Resolved:
+        // From a file; the environment's secret would be refused.
+        ASSERT_TRUE(secretFile.open());
+        secretFile.write(clientSecret.toUtf8() + '\n');
+        secretFile.flush();
+        options.arguments = {QStringLiteral("--client-secret-file"), secretFile.fileName()};
+        options.environment.append({QStringLiteral("VYX_CLIENT_SECRET"), QStringLiteral("wrong")});
         break;
     case Scenario::Renewed:
         fault(R"({"kind":"expire"})");
@@ -64,7 +73,8 @@ TEST_P(SecretsStayOut, NeitherTokensNorTheClientSecretAreEverPrinted)
         break;
     case Scenario::Refused:
         ASSERT_TRUE(closed.listen(QHostAddress::LocalHost, 0));
-        options.baseUrl = QStringLiteral("http://127.0.0.1:%1").arg(closed.serverPort());
+        // With a password in it, which the transport error must not print.
+        options.baseUrl = QStringLiteral("http://e2e:%1@127.0.0.1:%2").arg(urlPassword).arg(closed.serverPort());
         closed.close();
         break;
     case Scenario::ServerError:
@@ -108,6 +118,8 @@ TEST_P(SecretsStayOut, NeitherTokensNorTheClientSecretAreEverPrinted)
         EXPECT_TRUE(emulatorOutput.contains("Bearer <redacted>")) << emulatorOutput.toStdString();
     }
 
+    EXPECT_FALSE(run.output.contains(urlPassword) || run.errors.contains(urlPassword))
+        << "vyx-host printed the password of its base URL";
     expectNothingSecretIn(QStringLiteral("vyx-host (stdout)"), run.output, tokens);
     expectNothingSecretIn(QStringLiteral("vyx-host (stderr)"), run.errors, tokens);
     expectNothingSecretIn(QStringLiteral("quorvel-emulator"), emulatorOutput, tokens);
