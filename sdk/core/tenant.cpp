@@ -24,12 +24,18 @@ std::unexpected<error> transport_failure(std::int32_t result)
     return make_error(error_kind::transport, static_cast<std::uint32_t>(result));
 }
 
+// What would let a header end early or forge another one.
+bool breaks_framing(std::string_view text)
+{
+    return text.find_first_of(std::string_view("\r\n\0", 3)) != std::string_view::npos;
+}
+
 // Never names the value: it may be the token.
 std::unexpected<error> unsafe_header_failure(const http::header& header)
 {
-    const bool name_is_safe = header.first.find_first_of(std::string_view("\r\n\0", 3)) == std::string::npos;
     return make_error(error_kind::transport, 0,
-                      (name_is_safe ? "Header \"" + header.first + "\"" : std::string("A header name")) +
+                      (breaks_framing(header.first) ? std::string("A header name")
+                                                    : "Header \"" + header.first + "\"") +
                           " holds a line break or NUL; the request was not sent.");
 }
 
@@ -81,11 +87,8 @@ http::header_list with_authorization(const http::header_list& headers, const std
 
 const http::header* unsafe_header(const http::header_list& headers)
 {
-    const auto unsafe = [](const std::string& text) {
-        return text.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos;
-    };
     for (const http::header& header : headers) {
-        if (unsafe(header.first) || unsafe(header.second))
+        if (breaks_framing(header.first) || breaks_framing(header.second))
             return &header;
     }
     return nullptr;
