@@ -73,6 +73,10 @@ void CQuorvelChatPlugin::onViewLoaded()
     }
     chatView = new QuorvelChat::DebugInfoWidget(chatService.get(), host);
     host->layout()->addWidget(chatView);
+    // The chain may have been attached before there was a view to hear of
+    // it (a user already signed in at start): the page shows where things
+    // stand at once, instead of waiting for somebody to ask for a refresh.
+    chatView->refresh();
 }
 
 QString CQuorvelChatPlugin::getCaption() const

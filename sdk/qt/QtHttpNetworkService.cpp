@@ -236,12 +236,18 @@ void QtHttpNetworkService::Worker::watchProgress(QNetworkReply* reply, PendingHt
     // Without a read buffer limit, Qt's HTTP thread reads a reply that comes
     // faster than it can hand it over into memory for as long as it keeps
     // coming, before this thread hears of any of it. A limit set on the reply
-    // only reaches that thread once the request has started there, so it is
-    // set when the request has been sent: it then reaches the HTTP thread
-    // before the answer does, but for a server that answers faster than
-    // this thread wakes up.
-    connect(reply, &QNetworkReply::requestSent, reply,
-            [reply] { reply->setReadBufferSize(kReadBufferBytes); });
+    // only reaches that thread if the request has already started there,
+    // and Qt starts it at once, one turn of this thread's loop later, or,
+    // for a body it first buffers, two turns later. Set at each of those
+    // moments, the limit is queued to the HTTP thread right behind the start
+    // of the request, and so always before the first byte of the answer;
+    // before the start it costs nothing, there being nobody to tell.
+    const auto limit = [reply] { reply->setReadBufferSize(kReadBufferBytes); };
+    limit();
+    QMetaObject::invokeMethod(reply, [reply, limit] {
+        limit();
+        QMetaObject::invokeMethod(reply, limit, Qt::QueuedConnection);
+    }, Qt::QueuedConnection);
     markMoved(pending);
     watchInactivity(pending->limits.inactivityTimeoutMs);
 }

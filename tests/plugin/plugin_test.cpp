@@ -164,7 +164,6 @@ TEST_F(PluginTest, SignedOutAtStartThenSignedIn)
     countAdapterChanges();
     model->setView(makePage());
     model->onViewLoaded();
-    plugin->refresh();
     EXPECT_TRUE(viewTexts().contains(
         "Not signed in \u2014 SdkAdapter not attached. Click refresh after sign-in."));
 
@@ -173,13 +172,12 @@ TEST_F(PluginTest, SignedOutAtStartThenSignedIn)
     EXPECT_TRUE(viewTexts().contains("Resolving duty channel\u2026"));
 }
 
-TEST_F(PluginTest, SignedInAtStartAttachesAtOnce)
+TEST_F(PluginTest, SignedInAtStartResolvesWithoutBeingAsked)
 {
     signIn("alice");
     plugin->initialize();
     model->setView(makePage());
     model->onViewLoaded();
-    plugin->refresh();
     EXPECT_TRUE(viewTexts().contains("Resolving duty channel\u2026"));
 }
 

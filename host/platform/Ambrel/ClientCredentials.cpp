@@ -46,9 +46,14 @@ QByteArray ClientCredentials::fetchToken(QString* error, int timeoutMs) const
     // Read as it comes, so that an endless reply is noticed as soon as it is
     // too long; and held back in Qt's HTTP thread, which would otherwise read
     // all it can get before handing any of it over. The limit only reaches
-    // that thread once the request is under way there.
-    QObject::connect(reply, &QNetworkReply::requestSent, reply,
-                     [reply] { reply->setReadBufferSize(kMaxTokenReplyBytes); });
+    // that thread once the request has started there, which Qt does at once
+    // or one or two turns of the event loop later: it is set at each.
+    const auto limit = [reply] { reply->setReadBufferSize(kMaxTokenReplyBytes); };
+    limit();
+    QMetaObject::invokeMethod(reply, [reply, limit] {
+        limit();
+        QMetaObject::invokeMethod(reply, limit, Qt::QueuedConnection);
+    }, Qt::QueuedConnection);
     QByteArray body;
     bool tooLarge = false;
     const auto take = [reply, &body, &tooLarge] {
