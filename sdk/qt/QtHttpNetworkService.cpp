@@ -57,6 +57,20 @@ QString loggedUrl(const QUrl& url)
     return url.toString(QUrl::RemoveUserInfo);
 }
 
+// Every warning this layer writes about an exchange: what happened, then
+// the exchange's verb and URL.
+void warn(const PendingHttpRequest& pending, const QString& what)
+{
+    QDebug out = qtHelpers::logger(QtWarningMsg, qtHelpers::chat());
+    out.noquote() << "QtHttpNetworkService:" << what;
+    out.quote() << "verb" << pending.verb << "url" << loggedUrl(pending.url);
+}
+
+QString bodyOverLimit(qint64 limit)
+{
+    return QStringLiteral("reply body larger than the limit of %1 bytes; exchange aborted;").arg(limit);
+}
+
 const char* errorName(QNetworkReply::NetworkError error)
 {
     const char* name = QMetaEnum::fromType<QNetworkReply::NetworkError>().valueToKey(error);
@@ -139,12 +153,6 @@ void QtHttpNetworkService::setLimits(const HttpLimits& limits)
     m_limits = limits;
 }
 
-HttpLimits QtHttpNetworkService::limits() const
-{
-    QMutexLocker locker(&mutex);
-    return m_limits;
-}
-
 bool QtHttpNetworkService::isShuttingDown() const
 {
     QMutexLocker locker(&mutex);
@@ -199,9 +207,7 @@ void QtHttpNetworkService::Worker::perform(PendingHttpRequest* pending)
 
     QNetworkReply* reply = manager->sendCustomRequest(request, pending->verb, device);
     if (reply == nullptr) {
-        qtHelpers::logger(QtWarningMsg, qtHelpers::chat())
-            << "QtHttpNetworkService: sendCustomRequest returned null for verb" << pending->verb
-            << "url" << loggedUrl(pending->url);
+        warn(*pending, QStringLiteral("sendCustomRequest returned null for"));
         delete device;
         pending->result = kUnknownProtocol;
         pending->done.release();
@@ -283,10 +289,8 @@ void QtHttpNetworkService::Worker::endStalledExchanges()
         const int limit = pending->limits.inactivityTimeoutMs;
         if (limit <= 0 || now - pending->last_moved_ms < limit)
             continue;
-        qtHelpers::logger(QtWarningMsg, qtHelpers::chat())
-            << "QtHttpNetworkService: no data for" << limit << "ms, exchange aborted; verb"
-            << pending->verb << "url" << loggedUrl(pending->url);
-        giveUp(it.key(), pending, kStalled);
+        giveUp(it.key(), pending, kStalled,
+               QStringLiteral("no data for %1 ms, exchange aborted;").arg(limit));
     }
     if (active_replies.isEmpty())
         sweep->stop();
@@ -306,29 +310,28 @@ void QtHttpNetworkService::Worker::checkRedirect(QNetworkReply* reply, PendingHt
         Q_EMIT reply->redirectAllowed();
         return;
     }
-    qtHelpers::logger(QtWarningMsg, qtHelpers::chat())
-        << "QtHttpNetworkService: redirect" << refusal << "refused; status" << status << "verb"
-        << pending->verb << "url" << loggedUrl(pending->url) << "to" << loggedUrl(next);
-    giveUp(reply, pending, kRedirectRefused);
+    giveUp(reply, pending, kRedirectRefused,
+           QStringLiteral("redirect %1 refused (status %2, to %3);")
+               .arg(QLatin1String(refusal)).arg(status).arg(loggedUrl(next)));
 }
 
 void QtHttpNetworkService::Worker::checkAnnouncedLength(QNetworkReply* reply,
                                                         PendingHttpRequest* pending)
 {
-    const QVariant announced = reply->header(QNetworkRequest::ContentLengthHeader);
-    const qint64 limit = pending->limits.maxReplyBytes;
-    if (!announced.isValid())
+    const QVariant header = reply->header(QNetworkRequest::ContentLengthHeader);
+    if (!header.isValid())
         return;
-    if (announced.toLongLong() <= limit) {
+    const qint64 announced = header.toLongLong();
+    const qint64 limit = pending->limits.maxReplyBytes;
+    if (announced <= limit) {
         // Grown once, instead of doubling its way up while the body arrives.
-        pending->response->body.reserve(static_cast<std::size_t>(std::max<qint64>(announced.toLongLong(), 0)));
+        pending->response->body.reserve(static_cast<std::size_t>(std::max<qint64>(announced, 0)));
         return;
     }
-    qtHelpers::logger(QtWarningMsg, qtHelpers::chat())
-        << "QtHttpNetworkService: reply announces" << announced.toLongLong()
-        << "bytes, more than the limit of" << limit << "; exchange aborted; verb" << pending->verb
-        << "url" << loggedUrl(pending->url);
-    giveUp(reply, pending, kTooLarge);
+    giveUp(reply, pending, kTooLarge,
+           QStringLiteral("reply announces %1 bytes, more than the limit of %2; exchange aborted;")
+               .arg(announced)
+               .arg(limit));
 }
 
 void QtHttpNetworkService::Worker::readAvailable(QNetworkReply* reply, PendingHttpRequest* pending)
@@ -336,19 +339,17 @@ void QtHttpNetworkService::Worker::readAvailable(QNetworkReply* reply, PendingHt
     if (pending->given_up != 0)
         return;
     const qint64 limit = pending->limits.maxReplyBytes;
-    if (readBody(*reply, pending->response->body, limit))
-        return;
-    qtHelpers::logger(QtWarningMsg, qtHelpers::chat())
-        << "QtHttpNetworkService: reply body larger than the limit of" << limit
-        << "bytes; exchange aborted; verb" << pending->verb << "url" << loggedUrl(pending->url);
-    giveUp(reply, pending, kTooLarge);
+    if (!readBody(*reply, pending->response->body, limit))
+        giveUp(reply, pending, kTooLarge, bodyOverLimit(limit));
 }
 
 void QtHttpNetworkService::Worker::giveUp(QNetworkReply* reply, PendingHttpRequest* pending,
-                                          qint32 error)
+                                          qint32 error, const QString& why)
 {
     if (pending->given_up != 0 || !active_replies.contains(reply))
         return;
+    if (!why.isEmpty())
+        warn(*pending, why);
     pending->given_up = error;
     // Emits finished() at once, which ends the exchange in finishRequest.
     reply->abort();
@@ -367,10 +368,7 @@ void QtHttpNetworkService::Worker::finishRequest(QNetworkReply* reply, HttpBodyD
     for (const auto& [name, value] : reply->rawHeaderPairs())
         response.headers.append(name.toStdString(), value.toStdString());
     if (pending->given_up == 0 && !readBody(*reply, response.body, pending->limits.maxReplyBytes)) {
-        qtHelpers::logger(QtWarningMsg, qtHelpers::chat())
-            << "QtHttpNetworkService: reply body larger than the limit of"
-            << pending->limits.maxReplyBytes << "bytes; exchange aborted; verb" << pending->verb
-            << "url" << loggedUrl(pending->url);
+        warn(*pending, bodyOverLimit(pending->limits.maxReplyBytes));
         pending->given_up = kTooLarge;
     }
 
@@ -385,9 +383,7 @@ void QtHttpNetworkService::Worker::finishRequest(QNetworkReply* reply, HttpBodyD
         response = tarsion::http_response();
         pending->result = pending->given_up;
     } else if (error != QNetworkReply::NoError && status == 0) {
-        qtHelpers::logger(QtWarningMsg, qtHelpers::chat())
-            << "QtHttpNetworkService: transport error" << errorName(error) << "verb"
-            << pending->verb << "url" << loggedUrl(pending->url);
+        warn(*pending, QStringLiteral("transport error ") + QLatin1String(errorName(error)));
         pending->result = error;
     } else {
         pending->result = 0;
@@ -399,7 +395,7 @@ void QtHttpNetworkService::Worker::shutdown()
     const QHash<QNetworkReply*, PendingHttpRequest*> snapshot = active_replies;
     // A cancellation, not a transport error: nothing is logged for it.
     for (auto it = snapshot.cbegin(); it != snapshot.cend(); ++it)
-        giveUp(it.key(), it.value(), kOperationCanceled);
+        giveUp(it.key(), it.value(), kOperationCanceled, QString());
     while (!active_replies.isEmpty())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
 }

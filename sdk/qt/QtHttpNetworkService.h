@@ -43,8 +43,10 @@ public:
         // Follows a redirect only within the request's origin, and only
         // where the verb stays what it was.
         void checkRedirect(QNetworkReply* reply, PendingHttpRequest* pending, const QUrl& target);
-        // Ends the exchange with `error`, whatever the reply's own state.
-        void giveUp(QNetworkReply* reply, PendingHttpRequest* pending, qint32 error);
+        // Ends the exchange with `error`, whatever the reply's own state,
+        // warning with `why` unless it is empty (a shutdown is no failure).
+        void giveUp(QNetworkReply* reply, PendingHttpRequest* pending, qint32 error,
+                    const QString& why);
         void watchProgress(QNetworkReply* reply, PendingHttpRequest* pending);
         void markMoved(PendingHttpRequest* pending);
         void watchInactivity(int limitMs);
@@ -74,7 +76,6 @@ public:
 
     // Applies to exchanges posted from now on.
     void setLimits(const HttpLimits& limits);
-    HttpLimits limits() const;
 
     QThread* networkThread() const { return m_thread; }
     // True once destruction has begun; new exchanges then fail at once.
