@@ -3,8 +3,9 @@
 // pages; with --print-view and --screenshot it doubles as a headless probe.
 #include <cstdio>
 
+#include <sys/resource.h>
+
 #include <QApplication>
-#include <QFile>
 #include <QTimer>
 
 #include <Vyx/CTarsionApp.h>
@@ -28,16 +29,9 @@ void printError(const QString& text)
 // test of a hostile service checks the host against.
 void printPeakMemory()
 {
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly | QIODevice::Text))
-        return;
-    for (QByteArray line = status.readLine(); !line.isEmpty(); line = status.readLine()) {
-        if (line.startsWith("VmHWM:")) {
-            printError(QStringLiteral("vyx-host: peak memory %1 kB")
-                           .arg(line.mid(6).trimmed().chopped(3).trimmed().toLongLong()));
-            return;
-        }
-    }
+    rusage usage{};
+    if (getrusage(RUSAGE_SELF, &usage) == 0)
+        printError(QStringLiteral("vyx-host: peak memory %1 kB").arg(usage.ru_maxrss));
 }
 
 } // namespace
