@@ -12,6 +12,7 @@
 #include <QRegularExpression>
 #include <QTcpSocket>
 #include <QTimer>
+#include <QUrl>
 
 namespace QuorvelEmulatorTest {
 namespace {
@@ -41,6 +42,17 @@ Answer postForm(QNetworkAccessManager& network, const QString& url, const QByteA
     }
     reply->deleteLater();
     return answer;
+}
+
+// Waits for the started emulator's first line and returns the address it
+// announces there, or an empty string; `out` keeps what it printed.
+QString announcedBase(QProcess& emulator, QByteArray& out)
+{
+    while (!out.contains('\n') && emulator.waitForReadyRead(kWatchdogMs))
+        out += emulator.readAllStandardOutput();
+    return QRegularExpression(QStringLiteral("listening on (http://127\\.0\\.0\\.1:\\d+)\n"))
+        .match(QString::fromUtf8(out))
+        .captured(1);
 }
 
 TEST(EmulatorProcess, PrintsItsAddressServesAndStopsCleanlyOnSigterm)
@@ -88,12 +100,8 @@ TEST(EmulatorProcess, RequestLoggingNeverShowsCredentials)
     emulator.start();
     ASSERT_TRUE(emulator.waitForStarted(kWatchdogMs)) << emulator.errorString().toStdString();
     QByteArray out;
-    while (!out.contains('\n') && emulator.waitForReadyRead(kWatchdogMs))
-        out += emulator.readAllStandardOutput();
-    const auto match = QRegularExpression(QStringLiteral("listening on (http://127\\.0\\.0\\.1:\\d+)\n"))
-                           .match(QString::fromUtf8(out));
-    ASSERT_TRUE(match.hasMatch()) << out.toStdString();
-    const QString base = match.captured(1);
+    const QString base = announcedBase(emulator, out);
+    ASSERT_FALSE(base.isEmpty()) << out.toStdString();
 
     QNetworkAccessManager network;
     network.setProxy(QNetworkProxy::NoProxy);
@@ -138,15 +146,12 @@ TEST(EmulatorProcess, StopsCleanlyOnSigtermWhileFloodingAClient)
     emulator.start(QStringLiteral(QUORVEL_EMULATOR_BINARY),
                    {"--port", "0", "--fault", R"({"kind":"flood","target":"token"})"});
     QByteArray out;
-    while (!out.contains('\n') && emulator.waitForReadyRead(kWatchdogMs))
-        out += emulator.readAllStandardOutput();
-    const auto match = QRegularExpression(QStringLiteral("listening on http://127\\.0\\.0\\.1:(\\d+)\n"))
-                           .match(QString::fromUtf8(out));
-    ASSERT_TRUE(match.hasMatch()) << out.toStdString();
+    const QString base = announcedBase(emulator, out);
+    ASSERT_FALSE(base.isEmpty()) << out.toStdString();
 
     // The emulator is another process: blocking on this socket holds up nothing.
     QTcpSocket client;
-    client.connectToHost(QHostAddress(QHostAddress::LocalHost), match.captured(1).toUShort());
+    client.connectToHost(QHostAddress(QHostAddress::LocalHost), QUrl(base).port());
     ASSERT_TRUE(client.waitForConnected(kWatchdogMs));
     client.write("POST /oauth/token HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Length: 1\r\n\r\nx");
     qint64 received = 0;
