@@ -209,7 +209,8 @@ QByteArray repeatedTo(const QByteArray& unit, qint64 size)
 // that the text stays valid UTF-8 (JSON text must be).
 QByteArray repeatedToCharacter(const QByteArray& unit, qint64 size)
 {
-    QByteArray text = unit.repeated(qsizetype(size / unit.size() + 1));
+    // One byte more, to see whether the cut falls inside a character.
+    QByteArray text = repeatedTo(unit, size + 1);
     qsizetype end = qsizetype(size);
     while (end > 0 && (uchar(text.at(end)) & 0xC0) == 0x80)
         --end;
