@@ -1,8 +1,8 @@
 #include "Ambrel/ClientCredentials.h"
 
+#include "Ambrel/TokenReply.h"
+
 #include <QEventLoop>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
@@ -18,13 +18,9 @@ constexpr qint64 kMaxTokenReplyBytes = 64 * 1024;
 
 } // namespace
 
-QByteArray ClientCredentials::fetchToken(QString* error, int timeoutMs) const
+std::expected<AccessToken, QString> ClientCredentials::requestToken(int timeoutMs) const
 {
-    auto fail = [error](const QString& why) {
-        if (error)
-            *error = why;
-        return QByteArray();
-    };
+    const auto fail = [](const QString& why) { return std::unexpected(why); };
     if (!tokenUrl.isValid() || tokenUrl.isEmpty())
         return fail(QStringLiteral("no token endpoint configured"));
 
@@ -85,14 +81,7 @@ QByteArray ClientCredentials::fetchToken(QString* error, int timeoutMs) const
     const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     if (status == 0)
         return fail(QStringLiteral("token endpoint unreachable: %1").arg(reply->errorString()));
-    if (status != 200)
-        return fail(QStringLiteral("token endpoint refused the client (HTTP %1)").arg(status));
-    const QByteArray token =
-        QJsonDocument::fromJson(body + reply->readAll()).object().value(QStringLiteral("access_token"))
-            .toString().toUtf8();
-    if (token.isEmpty())
-        return fail(QStringLiteral("token endpoint sent no access token"));
-    return token;
+    return readTokenReply(status, body + reply->readAll());
 }
 
 } // namespace Ambrel

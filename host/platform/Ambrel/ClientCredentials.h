@@ -1,9 +1,11 @@
 #pragma once
 
-#include <QByteArray>
+#include <expected>
+
 #include <QString>
 #include <QUrl>
 
+#include "Ambrel/AccessToken.h"
 #include "VyxPlatformExport.h"
 
 namespace Ambrel {
@@ -16,9 +18,9 @@ struct VYX_PLATFORM_EXPORT ClientCredentials
     QString clientSecret;
 
     // Asks the endpoint for an access token; blocks the calling thread (any
-    // thread) for at most `timeoutMs`. Returns the token, or empty with a
-    // reason in `error` that never contains the secret.
-    QByteArray fetchToken(QString* error = nullptr, int timeoutMs = 15000) const;
+    // thread) for at most `timeoutMs`. A failure carries a reason that never
+    // contains the secret or a token.
+    std::expected<AccessToken, QString> requestToken(int timeoutMs = 15000) const;
 };
 
 } // namespace Ambrel

@@ -1,13 +1,30 @@
 #include "Vyx/CVyxAccount.h"
 
+#include <chrono>
+
 #include <QFutureWatcher>
+#include <QTimer>
 #include <QtConcurrent/QtConcurrentRun>
+
+#include "Ambrel/TokenReply.h"
 
 CVyxAccount::CVyxAccount(QObject* parent)
     : QObject(parent)
     , m_client(new Ambrel::Client(this))
+    , m_renewal(new QTimer(this))
 {
     qRegisterMetaType<Ambrel::SignIn::UserInfo>();
+    m_renewal->setSingleShot(true);
+    connect(m_renewal, &QTimer::timeout, this, [this] {
+        requestToken([this](const Ambrel::AccessToken& token) {
+            m_client->setAccessToken(token.value);
+            planRenewal(token.expiresInSeconds);
+        });
+    });
+    // A renewal after a 401 happens on an SDK thread; the next one before
+    // expiry is planned from what it got.
+    connect(m_client, &Ambrel::Client::accessTokenRenewed, this, &CVyxAccount::planRenewal,
+            Qt::QueuedConnection);
 }
 
 CVyxAccount::~CVyxAccount() = default;
@@ -29,32 +46,24 @@ QPointer<Ambrel::Client> CVyxAccount::getAmbrelClient() const
 
 void CVyxAccount::signIn(const Ambrel::ClientCredentials& credentials)
 {
-    m_client->setTokenSource([credentials] { return credentials.fetchToken(); });
-    const quint64 generation = ++m_generation;
-    auto* watcher = new QFutureWatcher<std::pair<QByteArray, QString>>(this);
-    connect(watcher, &QFutureWatcherBase::finished, this, [this, watcher, generation, credentials] {
-        watcher->deleteLater();
-        // A sign-out or another sign-in since then wins.
-        if (generation != m_generation)
-            return;
-        const auto [token, error] = watcher->result();
-        if (token.isEmpty()) {
-            Q_EMIT signInFailed(error);
-            return;
-        }
-        setSignedIn({credentials.clientId, credentials.clientId}, token);
+    m_renewal->stop();
+    m_credentials = credentials;
+    m_client->setTokenSource([credentials]() -> Ambrel::AccessToken {
+        return credentials.requestToken().value_or(Ambrel::AccessToken());
     });
-    watcher->setFuture(QtConcurrent::run([credentials] {
-        QString error;
-        QByteArray token = credentials.fetchToken(&error);
-        return std::pair{token, error};
-    }));
+    ++m_generation;
+    requestToken(
+        [this](const Ambrel::AccessToken& token) {
+            setSignedIn({m_credentials.clientId, m_credentials.clientId}, token.value);
+            planRenewal(token.expiresInSeconds);
+        },
+        [this](const QString& error) { Q_EMIT signInFailed(error); });
 }
 
 void CVyxAccount::signOut()
 {
     ++m_generation;
-    m_client->setTokenSource({});
+    m_renewal->stop();
     m_client->clearAccessToken();
     const bool wasSignedIn = getIsSignedIn();
     m_user = {};
@@ -67,4 +76,32 @@ void CVyxAccount::setSignedIn(const Ambrel::SignIn::UserInfo& user, const QByteA
     m_client->setAccessToken(token);
     m_user = user;
     Q_EMIT signedInUserChanged(m_user);
+}
+
+void CVyxAccount::requestToken(std::function<void(const Ambrel::AccessToken&)> onToken,
+                               std::function<void(const QString&)> onError)
+{
+    using Reply = std::expected<Ambrel::AccessToken, QString>;
+    const quint64 generation = m_generation;
+    auto* watcher = new QFutureWatcher<Reply>(this);
+    connect(watcher, &QFutureWatcherBase::finished, this, [=, this] {
+        watcher->deleteLater();
+        // A sign-out or another sign-in since then wins.
+        if (generation != m_generation)
+            return;
+        const Reply reply = watcher->result();
+        if (reply)
+            onToken(*reply);
+        else if (onError)
+            onError(reply.error());
+    });
+    // Off the user-interface thread, which the endpoint may keep waiting;
+    // the task touches nothing of this object.
+    watcher->setFuture(QtConcurrent::run([credentials = m_credentials] { return credentials.requestToken(); }));
+}
+
+void CVyxAccount::planRenewal(qint64 expiresInSeconds)
+{
+    if (expiresInSeconds > 0 && getIsSignedIn())
+        m_renewal->start(std::chrono::milliseconds(Ambrel::renewalDelayMs(expiresInSeconds)));
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 #include <QObject>
 #include <QPointer>
 
@@ -7,6 +9,8 @@
 #include "Ambrel/ClientCredentials.h"
 #include "Ambrel/SignIn.h"
 #include "VyxPlatformExport.h"
+
+class QTimer;
 
 // The host's account: who is signed in, and the sign-in client that holds
 // their token.
@@ -23,7 +27,8 @@ public:
     QPointer<Ambrel::Client> getAmbrelClient() const;
 
     // Host side. Signing in fetches a token off the user-interface thread and
-    // announces the user once it has one; renewals use the same credentials.
+    // announces the user once it has one; renewals use the same credentials,
+    // shortly before the token expires and whenever the service refuses it.
     void signIn(const Ambrel::ClientCredentials& credentials);
     void signOut();
     // Announces a user without fetching a token (tests, fixed tokens).
@@ -34,7 +39,17 @@ Q_SIGNALS:
     void signInFailed(const QString& reason);
 
 private:
+    // Asks the endpoint off the user-interface thread; the answer is dropped
+    // if the account signed out or in again meanwhile. A failed renewal
+    // keeps the current token: a 401 renews it later.
+    void requestToken(std::function<void(const Ambrel::AccessToken&)> onToken,
+                      std::function<void(const QString&)> onError = {});
+    void planRenewal(qint64 expiresInSeconds);
+
     QPointer<Ambrel::Client> m_client;
+    // Fires shortly before the token expires.
+    QTimer* m_renewal;
+    Ambrel::ClientCredentials m_credentials;
     Ambrel::SignIn::UserInfo m_user;
     quint64 m_generation = 0;
 };

@@ -1,0 +1,117 @@
+// The host's sign-in client against what a token endpoint may answer, and
+// its token store across sign-out.
+#include <ostream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include <Ambrel/Client.h>
+#include <Ambrel/TokenReply.h>
+
+namespace {
+
+struct ReplyCase
+{
+    const char* name;
+    int status;
+    QByteArray body;
+    // Empty: the reply is accepted.
+    std::string error;
+    qint64 expiresIn = 0;
+};
+
+void PrintTo(const ReplyCase& c, std::ostream* out)
+{
+    *out << c.name;
+}
+
+class TokenReply : public ::testing::TestWithParam<ReplyCase>
+{
+};
+
+TEST_P(TokenReply, AcceptsOnlyAWellFormedBearerToken)
+{
+    const ReplyCase& c = GetParam();
+    const auto got = Ambrel::readTokenReply(c.status, c.body);
+    if (c.error.empty()) {
+        ASSERT_TRUE(got.has_value()) << got.error().toStdString();
+        EXPECT_EQ(got->value, "a-Z0.9_~+/x==");
+        EXPECT_EQ(got->expiresInSeconds, c.expiresIn);
+        return;
+    }
+    ASSERT_FALSE(got.has_value());
+    EXPECT_EQ(got.error().toStdString(), c.error);
+}
+
+// Each refused reply's reason is exact: it is what the user reads.
+INSTANTIATE_TEST_SUITE_P(
+    Rows, TokenReply,
+    ::testing::Values(
+        ReplyCase{"Accepted", 200,
+                  R"({"access_token":"a-Z0.9_~+/x==","token_type":"Bearer","expires_in":3600})", "", 3600},
+        ReplyCase{"AnyCaseAndNoLifetime", 200, R"({"access_token":"a-Z0.9_~+/x==","token_type":"bEaReR"})", ""},
+        ReplyCase{"HeaderInjection", 200,
+                  "{\"access_token\":\"t\\r\\nX-Evil: 1\",\"token_type\":\"Bearer\"}",
+                  "access token holds characters a bearer token may not"},
+        ReplyCase{"SpaceInside", 200, R"({"access_token":"a b","token_type":"Bearer"})",
+                  "access token holds characters a bearer token may not"},
+        ReplyCase{"PaddingInTheMiddle", 200, R"({"access_token":"a=b","token_type":"Bearer"})",
+                  "access token holds characters a bearer token may not"},
+        ReplyCase{"OnlyPadding", 200, R"({"access_token":"==","token_type":"Bearer"})",
+                  "access token holds characters a bearer token may not"},
+        ReplyCase{"NotAString", 200, R"({"access_token":42,"token_type":"Bearer"})",
+                  "token endpoint sent no access token"},
+        ReplyCase{"Huge", 200,
+                  R"({"access_token":")" + QByteArray(8193, 'a') + R"(","token_type":"Bearer"})",
+                  "access token longer than 8192 bytes"},
+        ReplyCase{"MacToken", 200, R"({"access_token":"t","token_type":"mac"})",
+                  "token type is \"mac\", not Bearer"},
+        ReplyCase{"NoType", 200, R"({"access_token":"t"})", "token type is \"\", not Bearer"},
+        ReplyCase{"ZeroLifetime", 200, R"({"access_token":"t","token_type":"Bearer","expires_in":0})",
+                  "expires_in is not a whole number of seconds from 1 to a year"},
+        ReplyCase{"LifetimeAsText", 200, R"({"access_token":"t","token_type":"Bearer","expires_in":"60"})",
+                  "expires_in is not a whole number of seconds from 1 to a year"},
+        ReplyCase{"FractionalLifetime", 200,
+                  R"({"access_token":"t","token_type":"Bearer","expires_in":1.5})",
+                  "expires_in is not a whole number of seconds from 1 to a year"},
+        ReplyCase{"NotJson", 200, "<html>", "token endpoint reply is not a JSON object"},
+        ReplyCase{"ErrorBesideAToken", 200,
+                  R"({"access_token":"t","token_type":"Bearer","error":"temporarily_unavailable"})",
+                  "token endpoint answered with an error: temporarily_unavailable"},
+        ReplyCase{"OAuthRefusal", 401,
+                  R"({"error":"invalid_client","error_description":"Unknown client"})",
+                  "token endpoint refused the client (HTTP 401): invalid_client: Unknown client"},
+        ReplyCase{"HostileDescription", 400,
+                  "{\"error\":\"x\\u001b[2J\",\"error_description\":\"" + QByteArray(300, 'd') + "\"}",
+                  "token endpoint refused the client (HTTP 400): x?[2J: " + std::string(200, 'd') + "..."},
+        ReplyCase{"PlainRefusal", 500, "oops", "token endpoint refused the client (HTTP 500)"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(TokenRenewal, LeavesAFifthOfTheLifetimeButNeverMoreThanAMinute)
+{
+    EXPECT_EQ(Ambrel::renewalDelayMs(5), 4000);
+    EXPECT_EQ(Ambrel::renewalDelayMs(300), 240000);
+    EXPECT_EQ(Ambrel::renewalDelayMs(3600), 3540000);
+}
+
+TEST(TokenRenewal, ARenewalFinishingAfterSignOutIsDropped)
+{
+    Ambrel::Client client;
+    client.setAccessToken("old");
+    qint64 announced = -1;
+    QObject::connect(&client, &Ambrel::Client::accessTokenRenewed, [&](qint64 s) { announced = s; });
+    // The endpoint answers only after the user has signed out.
+    client.setTokenSource([&client] {
+        client.clearAccessToken();
+        return Ambrel::AccessToken("late", 60);
+    });
+    EXPECT_TRUE(client.refreshAccessToken(true).isEmpty());
+    EXPECT_TRUE(client.getAccessTokenBytes().isEmpty());
+    EXPECT_EQ(announced, -1);
+
+    client.setTokenSource([] { return Ambrel::AccessToken("fresh", 60); });
+    EXPECT_EQ(client.refreshAccessToken(true), "fresh");
+    EXPECT_EQ(announced, 60);
+}
+
+} // namespace
