@@ -10,6 +10,8 @@ ChatService::ChatService(QObject* parent)
     , m_networkService(std::make_unique<QuorvelSdk::QtHttpNetworkService>())
 {
     registerMetaTypes();
+    m_retired.setObjectName(QStringLiteral("QuorvelChat-Retire"));
+    m_retired.setMaxThreadCount(1);
 }
 
 ChatService::~ChatService()
@@ -19,6 +21,9 @@ ChatService::~ChatService()
     // waiting ends. Later tasks fail at once with "cancelled".
     m_networkService->shutdown();
     m_adapter.reset();
+    // Detached adapters use the network service too, and this library's
+    // code: both must outlast them.
+    m_retired.waitForDone();
     m_networkService.reset();
 }
 
@@ -44,10 +49,14 @@ void ChatService::detachAdapter()
 {
     if (!m_adapter)
         return;
-    // Cleared before the adapter dies, so that anyone asking during its
-    // teardown or the announcement already sees no adapter.
-    std::unique_ptr<SdkAdapter> old = std::move(m_adapter);
-    old.reset();
+    // Cleared before the adapter goes, so that anyone asking during the
+    // announcement already sees no adapter.
+    SdkAdapter* old = m_adapter.release();
+    old->cancel();
+    // Its destructor waits for its tasks: not here. With no thread it
+    // takes no events, and may be deleted on any.
+    old->moveToThread(nullptr);
+    m_retired.start([old] { delete old; });
     Q_EMIT adapterChanged();
 }
 

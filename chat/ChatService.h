@@ -2,6 +2,8 @@
 
 #include <memory>
 
+#include <QThreadPool>
+
 #include "chat/SdkAdapter.h"
 #include "sdk/qt/QuorvelServiceBase.h"
 
@@ -29,8 +31,10 @@ public:
     // Detaches the current adapter (announcing it), then takes the new one and
     // announces it unless it is null.
     void setAdapter(std::unique_ptr<SdkAdapter> adapter);
-    // Drops the adapter, waiting for its running tasks, and announces it; does
-    // nothing without one.
+    // Drops the adapter and announces it at once; does nothing without one.
+    // The adapter's operations are cancelled and it is destroyed on a thread
+    // of the service's own, so that the user-interface thread never waits
+    // for a server; what it still delivers goes to nobody.
     void detachAdapter();
 
     QString statusText() const;
@@ -42,6 +46,8 @@ Q_SIGNALS:
 
 private:
     std::unique_ptr<QuorvelSdk::QtHttpNetworkService> m_networkService;
+    // Where detached adapters wait for their tasks and die.
+    QThreadPool m_retired;
     // Declared last: it goes first, since its tasks send through the network
     // service.
     std::unique_ptr<SdkAdapter> m_adapter;

@@ -10,6 +10,17 @@ SdkAdapter::SdkAdapter(std::unique_ptr<IChatBackend> chatBackend, QObject* paren
 
 SdkAdapter::~SdkAdapter() = default;
 
+void SdkAdapter::setCanceller(std::function<void()> cancel)
+{
+    canceller = std::move(cancel);
+}
+
+void SdkAdapter::cancel()
+{
+    if (canceller)
+        canceller();
+}
+
 QFuture<Result<Chat>> SdkAdapter::resolveChat()
 {
     return backend->resolveChat();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include <QObject>
@@ -19,6 +20,12 @@ public:
     explicit SdkAdapter(std::unique_ptr<IChatBackend> backend, QObject* parent = nullptr);
     ~SdkAdapter() override;
 
+    // How to end what the back end's operations are waiting for, so that
+    // they finish at once (with errors) when the adapter is retired.
+    void setCanceller(std::function<void()> cancel);
+    // Any thread; does nothing without a canceller.
+    void cancel();
+
     QFuture<Result<Chat>> resolveChat() override;
     QFuture<Result<MessagesPage>> listMessages(const ListMessagesRequest& request) override;
     QFuture<Result<Message>> postMessage(const MessageDraftRequest& request) override;
@@ -30,6 +37,7 @@ public:
 
 private:
     std::unique_ptr<IChatBackend> backend;
+    std::function<void()> canceller;
 };
 
 } // namespace QuorvelChat

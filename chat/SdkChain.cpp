@@ -4,6 +4,7 @@
 #include "chat/QuorvelBackendAdapter.h"
 #include "sdk/core/c_random.h"
 #include "sdk/core/tenant.h"
+#include "sdk/qt/ExchangeCancellation.h"
 #include "sdk/qt/QtHttpTransport.h"
 #include "sdk/qt/QtTokenFactory.h"
 
@@ -23,7 +24,9 @@ void applyRetryPolicy(tarsion::tenant_base& settings)
 
 std::unique_ptr<SdkAdapter> buildSdkChain(const SdkChainSettings& settings)
 {
+    auto cancellation = std::make_shared<QuorvelSdk::ExchangeCancellation>(settings.networkService);
     auto transport = std::make_shared<QuorvelSdk::QtHttpTransport>(settings.networkService);
+    transport->setCancellation(cancellation);
     auto random = std::make_shared<tarsion::random::c_random>();
     auto tokens = std::make_unique<QuorvelSdk::QtTokenFactory>(settings.tokenProvider);
 
@@ -35,13 +38,16 @@ std::unique_ptr<SdkAdapter> buildSdkChain(const SdkChainSettings& settings)
     base.business_id_suffix = settings.businessIdSuffix.toStdString();
     applyRetryPolicy(base);
     auto tenant = std::make_shared<tarsion::tenant>(std::move(base), std::move(tokens));
+    tenant->sleep = [cancellation](std::uint32_t seconds) { cancellation->sleep(seconds); };
 
     auto resolver = std::make_unique<DutyChannelChatResolver>(
         tenant, settings.principalKind, QStringLiteral("EN_US"), settings.dumpEntity);
     auto backend = std::make_unique<QuorvelBackendAdapter>(
         std::move(tenant), settings.principalKind, std::move(resolver),
         qint32(settings.adapterThreads));
-    return std::make_unique<SdkAdapter>(std::move(backend));
+    auto adapter = std::make_unique<SdkAdapter>(std::move(backend));
+    adapter->setCanceller([cancellation] { cancellation->cancel(); });
+    return adapter;
 }
 
 } // namespace QuorvelChat

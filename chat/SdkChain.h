@@ -33,7 +33,8 @@ struct SdkChainSettings
 
 // Transport, random source, token factory, tenant with the system's retry
 // policy, duty-channel resolver ("EN_US"), back-end adapter, SdkAdapter: in
-// that order. Throws only on allocation failure, leaving nothing behind.
+// that order. Cancelling the adapter ends the chain's exchanges and retry
+// waits. Throws only on allocation failure, leaving nothing behind.
 std::unique_ptr<SdkAdapter> buildSdkChain(const SdkChainSettings& settings);
 
 } // namespace QuorvelChat

@@ -113,13 +113,14 @@ void DebugInfoWidget::refresh()
         showStatus(tr("No ChatService — plugin not initialized?"));
         return;
     }
+    // Dropping the watcher drops the earlier request's result with it: only
+    // the latest request may show, and after a sign-out none.
+    m_watcher.reset();
     SdkAdapter* adapter = m_service->adapter();
     if (adapter == nullptr) {
         showStatus(tr("Not signed in — SdkAdapter not attached. Click refresh after sign-in."));
         return;
     }
-    // Dropping the watcher drops the earlier request's result with it.
-    m_watcher.reset();
     showStatus(tr("Resolving duty channel…"));
     m_watcher = std::make_unique<QFutureWatcher<Result<Chat>>>(this);
     connect(m_watcher.get(), &QFutureWatcherBase::finished, this, [this] { showResult(); });

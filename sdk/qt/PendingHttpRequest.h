@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <utility>
 
 #include <QByteArray>
@@ -26,6 +27,8 @@ struct PendingHttpRequest
     // -1 when unknown.
     qint64 content_length = -1;
     bool disable_redirects = false;
+    // The sending chain's cancellation, if it has one (ExchangeCancellation).
+    const std::atomic<bool>* cancelled = nullptr;
     tarsion::http_response* response = nullptr;
     qint32 result = 0;
     QSemaphore done{0};
@@ -34,6 +37,7 @@ struct PendingHttpRequest
     // Set on the network thread when this layer itself ends the exchange
     // (limit exceeded, shutdown): the error number the sender gets.
     qint32 given_up = 0;
+    bool isCancelled() const { return cancelled != nullptr && cancelled->load(); }
     // When the network thread last saw the exchange move, on its own clock.
     qint64 last_moved_ms = 0;
 };

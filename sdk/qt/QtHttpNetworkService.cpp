@@ -147,6 +147,12 @@ void QtHttpNetworkService::shutdown()
     }
 }
 
+void QtHttpNetworkService::abortCancelled()
+{
+    Worker* w = worker;
+    QMetaObject::invokeMethod(worker, [w] { w->abortCancelled(); }, Qt::QueuedConnection);
+}
+
 void QtHttpNetworkService::setLimits(const HttpLimits& limits)
 {
     QMutexLocker locker(&mutex);
@@ -163,7 +169,7 @@ qint32 QtHttpNetworkService::execute(PendingHttpRequest& pending)
 {
     {
         QMutexLocker locker(&mutex);
-        if (shutting_down) {
+        if (shutting_down || pending.isCancelled()) {
             pending.result = kOperationCanceled;
             return pending.result;
         }
@@ -180,6 +186,12 @@ qint32 QtHttpNetworkService::execute(PendingHttpRequest& pending)
 
 void QtHttpNetworkService::Worker::perform(PendingHttpRequest* pending)
 {
+    // Cancelled between the post and now: the abort has already been by.
+    if (pending->isCancelled()) {
+        pending->result = kOperationCanceled;
+        pending->done.release();
+        return;
+    }
     if (manager == nullptr)
         manager = new QNetworkAccessManager(this);
 
@@ -398,6 +410,15 @@ void QtHttpNetworkService::Worker::shutdown()
         giveUp(it.key(), it.value(), kOperationCanceled, QString());
     while (!active_replies.isEmpty())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+}
+
+void QtHttpNetworkService::Worker::abortCancelled()
+{
+    const QHash<QNetworkReply*, PendingHttpRequest*> snapshot = active_replies;
+    for (auto it = snapshot.cbegin(); it != snapshot.cend(); ++it) {
+        if (it.value()->isCancelled())
+            giveUp(it.key(), it.value(), kOperationCanceled, QString());
+    }
 }
 
 } // namespace QuorvelSdk

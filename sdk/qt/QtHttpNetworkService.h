@@ -36,6 +36,8 @@ public:
                            PendingHttpRequest* pending);
         // Aborts every active reply and returns once all have finished.
         void shutdown();
+        // Aborts the active replies whose chain has been cancelled.
+        void abortCancelled();
 
     private:
         void readAvailable(QNetworkReply* reply, PendingHttpRequest* pending);
@@ -73,6 +75,11 @@ public:
     // was obtained (whatever its status), else Qt's network error number. Must
     // not be called on the network thread, which would wait for itself.
     qint32 execute(PendingHttpRequest& pending);
+
+    // Ends, with 5, the exchanges in flight whose ExchangeCancellation is
+    // set; returns at once. Their senders wake as soon as the network
+    // thread gets to it.
+    void abortCancelled();
 
     // Applies to exchanges posted from now on.
     void setLimits(const HttpLimits& limits);

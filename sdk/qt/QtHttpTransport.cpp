@@ -1,5 +1,6 @@
 #include "sdk/qt/QtHttpTransport.h"
 
+#include "sdk/qt/ExchangeCancellation.h"
 #include "sdk/qt/QtHttpNetworkService.h"
 
 namespace QuorvelSdk {
@@ -8,6 +9,11 @@ QtHttpTransport::QtHttpTransport(QtHttpNetworkService* networkService, QObject* 
     : QObject(parent)
     , service(networkService)
 {
+}
+
+void QtHttpTransport::setCancellation(std::shared_ptr<const ExchangeCancellation> chainCancellation)
+{
+    cancellation = std::move(chainCancellation);
 }
 
 std::int32_t QtHttpTransport::send(const std::string& verb, const std::string& url,
@@ -26,6 +32,8 @@ std::int32_t QtHttpTransport::send(const std::string& verb, const std::string& u
     pending.body = request_body;
     pending.disable_redirects = disable_redirects;
     pending.response = &response;
+    if (cancellation)
+        pending.cancelled = &cancellation->flag();
     std::uint64_t length = 0;
     if (request_body != nullptr && request_body->size(length))
         pending.content_length = static_cast<qint64>(length);

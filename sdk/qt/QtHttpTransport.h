@@ -1,11 +1,14 @@
 #pragma once
 
+#include <memory>
+
 #include <QObject>
 
 #include "sdk/core/http_base.h"
 
 namespace QuorvelSdk {
 
+class ExchangeCancellation;
 class QtHttpNetworkService;
 
 // The SDK's HTTP client over Qt's network stack: each send is handed to the
@@ -16,6 +19,9 @@ public:
     // `service` is not owned and must outlive every send.
     explicit QtHttpTransport(QtHttpNetworkService* service, QObject* parent = nullptr);
 
+    // Every exchange from now on is ended by `cancellation` once it is set.
+    void setCancellation(std::shared_ptr<const ExchangeCancellation> cancellation);
+
     std::int32_t send(const std::string& verb, const std::string& url,
                       const tarsion::http::header_list& headers, body* request_body,
                       bool disable_redirects, std::int64_t transport_option,
@@ -23,6 +29,7 @@ public:
 
 private:
     QtHttpNetworkService* service;
+    std::shared_ptr<const ExchangeCancellation> cancellation;
 };
 
 } // namespace QuorvelSdk

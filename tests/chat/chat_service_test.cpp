@@ -1,9 +1,13 @@
 // ChatService: its network thread, the adapter it holds while signed in, and
 // exactly when it announces a change of adapter.
+#include <atomic>
 #include <memory>
 #include <vector>
 
+
+#include <QMutex>
 #include <QPointer>
+#include <QSemaphore>
 #include <QThread>
 
 #include <gtest/gtest.h>
@@ -21,8 +25,8 @@ const QString kNoIdentity = QStringLiteral("ChatService: no identity, network th
 const QString kAttached =
     QStringLiteral("ChatService: SDK chain attached, network thread running.");
 
-// A back end that does nothing but report its destruction, and what the
-// service's adapter was at that moment.
+// A back end that does nothing but report its destruction (on whichever
+// thread it happens), and what the service's adapter was at that moment.
 class TracedBackend final : public ResolveOnlyBackend
 {
 public:
@@ -50,18 +54,38 @@ protected:
         });
     }
 
-    std::unique_ptr<SdkAdapter> tracedAdapter(const char* name)
+    // `hold`, when given, keeps the back end's destructor waiting (as one
+    // whose tasks wait for a server would) until it is released.
+    std::unique_ptr<SdkAdapter> tracedAdapter(const char* name, QSemaphore* hold = nullptr)
     {
-        return std::make_unique<SdkAdapter>(std::make_unique<TracedBackend>([this, name] {
+        auto adapter = std::make_unique<SdkAdapter>(std::make_unique<TracedBackend>([this, name, hold] {
+            const bool released = hold == nullptr || hold->tryAcquire(1, kWaitMs);
+            QMutexLocker locker(&lock);
             destroyedWhile.emplace_back(name, service.adapter());
+            destroyedOnCallersThread = destroyedOnCallersThread || QThread::currentThread() == callersThread;
+            heldToTheEnd = heldToTheEnd || !released;
+            gone.release();
         }));
+        adapter->setCanceller([this, name] { cancelled.emplace_back(name, int(seenInEmission.size())); });
+        return adapter;
     }
+
+    // Retired adapters die on another thread: waits (bounded) for `count`.
+    void awaitDestructions(int count) { ASSERT_TRUE(gone.tryAcquire(count, kWaitMs)); }
 
     int emissions() const { return int(seenInEmission.size()); }
 
+    static constexpr int kWaitMs = 10000;
     std::vector<SdkAdapter*> seenInEmission;
     std::vector<QString> statusInEmission;
+    // Which adapter was cancelled, and how many announcements had been made.
+    std::vector<std::pair<std::string, int>> cancelled;
+    QMutex lock;
+    QSemaphore gone;
+    QThread* const callersThread = QThread::currentThread();
     std::vector<std::pair<std::string, SdkAdapter*>> destroyedWhile;
+    bool destroyedOnCallersThread = false;
+    bool heldToTheEnd = false;
     // Last, so that an adapter it still holds reports into live records.
     ChatService service;
 };
@@ -114,28 +138,35 @@ class ChatServiceSignOutTest : public ChatServiceTest,
 {
 };
 
-TEST_P(ChatServiceSignOutTest, AnnouncesOnceAfterTheAdapterIsClearedAndDestroyed)
+TEST_P(ChatServiceSignOutTest, AnnouncesAtOnceAndRetiresTheCancelledAdapterElsewhere)
 {
     QThread* thread = service.networkService()->networkThread();
-    service.setAdapter(tracedAdapter("first"));
+    QSemaphore hold;
+    service.setAdapter(tracedAdapter("first", &hold));
     seenInEmission.clear();
     statusInEmission.clear();
-    QObject::connect(&service, &ChatService::adapterChanged, &service,
-                     [this] { EXPECT_EQ(destroyedWhile.size(), 1u); });
 
+    // The adapter's tasks still wait for their server, yet the call returns.
     GetParam().call(service);
     ASSERT_EQ(emissions(), 1);
     EXPECT_EQ(seenInEmission[0], nullptr);
     EXPECT_EQ(statusInEmission[0], kNoIdentity);
     EXPECT_EQ(service.adapter(), nullptr);
     EXPECT_EQ(service.statusText(), kNoIdentity);
-    // Cleared before it was destroyed.
-    ASSERT_EQ(destroyedWhile.size(), 1u);
-    EXPECT_EQ(destroyedWhile[0], (std::pair<std::string, SdkAdapter*>{"first", nullptr}));
+    // Cancelled before anyone heard it was gone.
+    EXPECT_EQ(cancelled, (std::vector<std::pair<std::string, int>>{{"first", 0}}));
+
+    hold.release();
+    awaitDestructions(1);
+    QMutexLocker locker(&lock);
+    EXPECT_FALSE(heldToTheEnd) << "the sign-out waited for the adapter";
+    EXPECT_FALSE(destroyedOnCallersThread);
+    EXPECT_EQ(destroyedWhile, (std::vector<std::pair<std::string, SdkAdapter*>>{{"first", nullptr}}));
+    locker.unlock();
 
     GetParam().call(service);
     EXPECT_EQ(emissions(), 1);
-    EXPECT_EQ(destroyedWhile.size(), 1u);
+    EXPECT_EQ(cancelled.size(), 1u);
     // Signed out is not shut down: the network thread keeps running.
     EXPECT_EQ(service.networkService()->networkThread(), thread);
     EXPECT_TRUE(thread->isRunning());
@@ -164,25 +195,38 @@ TEST_F(ChatServiceTest, ReplacingAnnouncesRemovalThenTheNewChain)
     EXPECT_EQ(statusInEmission[0], kNoIdentity);
     EXPECT_EQ(seenInEmission[1], raw);
     EXPECT_EQ(statusInEmission[1], kAttached);
-    ASSERT_EQ(destroyedWhile.size(), 1u);
+    EXPECT_EQ(cancelled, (std::vector<std::pair<std::string, int>>{{"first", 0}}));
+    awaitDestructions(1);
+    QMutexLocker locker(&lock);
     EXPECT_EQ(destroyedWhile[0].first, "first");
     EXPECT_EQ(service.adapter(), raw);
 }
 
-TEST(ChatServiceLifetime, DestructionTakesTheAdapterBeforeTheNetworkThread)
+// Both the adapter held and the ones retired earlier (still waiting for their
+// tasks) go before the network thread they send through.
+TEST(ChatServiceLifetime, DestructionTakesEveryAdapterBeforeTheNetworkThread)
 {
-    bool backendGone = false;
-    bool threadRunningWhenBackendWent = false;
+    std::atomic<int> backendsGone = 0;
+    std::atomic<int> goneWhileThreadRan = 0;
     {
         ChatService service;
         QPointer<QThread> watched(service.networkService()->networkThread());
-        service.setAdapter(std::make_unique<SdkAdapter>(std::make_unique<TracedBackend>([&] {
-            backendGone = true;
-            threadRunningWhenBackendWent = watched && watched->isRunning();
-        })));
+        QThread* network = watched;
+        auto traced = [&] {
+            return std::make_unique<SdkAdapter>(std::make_unique<TracedBackend>([&, network] {
+                // A retired adapter's tasks take their time.
+                QThread::msleep(50);
+                ++backendsGone;
+                if (network->isRunning())
+                    ++goneWhileThreadRan;
+            }));
+        };
+        service.setAdapter(traced());
+        service.setAdapter(traced());
+        service.setAdapter(traced());
     }
-    EXPECT_TRUE(backendGone);
-    EXPECT_TRUE(threadRunningWhenBackendWent);
+    EXPECT_EQ(backendsGone, 3);
+    EXPECT_EQ(goneWhileThreadRan, 3);
 }
 
 } // namespace

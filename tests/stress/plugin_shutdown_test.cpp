@@ -5,7 +5,6 @@
 #include <memory>
 
 #include <QCoreApplication>
-#include <QLabel>
 #include <QPluginLoader>
 #include <QPointer>
 #include <QScopeGuard>
@@ -18,20 +17,12 @@
 #include <Vyx/CVyxAccount.h>
 
 #include "CycleWatchdog.h"
+#include "PageText.h"
 #include "SlowHttpServer.h"
 #include "StressConstants.h"
 
 namespace QuorvelStress {
 namespace {
-
-bool showsText(const QWidget& page, const QString& text)
-{
-    for (const QLabel* label : page.findChildren<QLabel*>()) {
-        if (label->text() == text)
-            return true;
-    }
-    return false;
-}
 
 TEST(ShutdownUnderLoad, DeletingThePluginMidFlightFinishesEveryResolution)
 {
