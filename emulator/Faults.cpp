@@ -278,6 +278,7 @@ std::expected<Fault, QString> Fault::fromJson(const QJsonObject& object)
         QStringLiteral("after"),  QStringLiteral("delayMs"), QStringLiteral("retryAfter"),
         QStringLiteral("status"), QStringLiteral("body"),    QStringLiteral("contentType"),
         QStringLiteral("bytes"),  QStringLiteral("count"),   QStringLiteral("depth"),
+        QStringLiteral("location"),
     };
     // A misspelt member would otherwise quietly give a different fault.
     for (auto it = object.constBegin(); it != object.constEnd(); ++it) {
@@ -373,6 +374,16 @@ std::expected<Fault, QString> Fault::fromJson(const QJsonObject& object)
     if (*contentType)
         fault.contentType = (*contentType)->toUtf8();
 
+    const auto location = readString(object, u"location", QStringLiteral("location"));
+    if (!location)
+        return std::unexpected(location.error());
+    if (*location && fault.kind != FaultKind::Status)
+        return std::unexpected(notFor("location", fault.kind));
+    if (*location && !isHeaderSafe(**location))
+        return std::unexpected(QStringLiteral("fault 'location' must not contain line breaks"));
+    if (*location)
+        fault.location = (*location)->toUtf8();
+
     const auto bytes = readSized(object, "bytes", fault.kind, bytesRange(fault.kind));
     if (!bytes)
         return std::unexpected(bytes.error());
@@ -445,6 +456,8 @@ QJsonObject Fault::toJson() const
         object.insert(QStringLiteral("delayMs"), delayMs);
     if (retryAfter)
         object.insert(QStringLiteral("retryAfter"), QString::fromUtf8(*retryAfter));
+    if (location)
+        object.insert(QStringLiteral("location"), QString::fromUtf8(*location));
     if (kind == FaultKind::Status || kind == FaultKind::NonJson)
         object.insert(QStringLiteral("status"), status);
     if (body)
@@ -576,6 +589,8 @@ PlannedReply applyFault(const Fault& fault, HttpReply normal)
 
     if (fault.retryAfter)
         reply.setHeader("Retry-After", *fault.retryAfter);
+    if (fault.location)
+        reply.setHeader("Location", *fault.location);
     return planned;
 }
 

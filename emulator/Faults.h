@@ -31,6 +31,9 @@ namespace QuorvelEmulator {
 //                middle of the body); the reply itself is worked out when
 //                the request arrives, so a token cannot expire in between
 //   retryAfter   adds a Retry-After header, verbatim, to whatever is sent
+//   location     "status" only: adds a Location header, verbatim; with a 3xx
+//                status, a redirect (to another origin, say):
+//                {"kind":"status","status":307,"location":"http://127.0.0.2:8/x"}
 //   status       "status": required; "nonjson": default 200
 //   body, contentType   "status" and "nonjson": the body sent instead
 //   body         "title": required, the title text
@@ -100,6 +103,7 @@ struct Fault
     int after = 0;
     int delayMs = 0;
     std::optional<QByteArray> retryAfter;
+    std::optional<QByteArray> location;
     int status = 0;
     std::optional<QByteArray> body;
     QByteArray contentType;
