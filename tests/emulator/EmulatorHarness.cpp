@@ -94,6 +94,8 @@ QNetworkReply* EmulatorHarness::start(const QByteArray& verb, const QString& pat
                                       const QByteArray& body, const Headers& headers)
 {
     QNetworkRequest request{QUrl(url(pathAndQuery))};
+    // What the emulator sent, not where it points.
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
     for (const auto& [name, value] : headers)
         request.setRawHeader(name, value);
     return m_network->sendCustomRequest(request, verb, body);

@@ -61,10 +61,12 @@ protected:
 TEST_F(EmulatorFaults, StatusFaultsAnswerTheNextQueriesInQueueOrder)
 {
     emulator.addFault(R"([{"kind":"status","status":429,"retryAfter":"7","body":"slow down"},)"
-                      R"( {"kind":"status","status":503,"retryAfter":"Wed, 21 Oct 2015 07:28:00 GMT"}])");
+                      R"( {"kind":"status","status":503,"retryAfter":"Wed, 21 Oct 2015 07:28:00 GMT"},)"
+                      R"( {"kind":"status","status":307,"location":"http://127.0.0.2:9/x"}])");
 
     const Reply first = query();
     const Reply second = query();
+    const Reply redirect = query();
     const Reply third = query();
 
     EXPECT_EQ(first.status, 429);
@@ -74,6 +76,8 @@ TEST_F(EmulatorFaults, StatusFaultsAnswerTheNextQueriesInQueueOrder)
     EXPECT_EQ(second.status, 503);
     EXPECT_EQ(second.header("Retry-After"), "Wed, 21 Oct 2015 07:28:00 GMT");
     EXPECT_EQ(second.message(), QStringLiteral("Injected fault: HTTP 503"));
+    EXPECT_EQ(redirect.status, 307);
+    EXPECT_EQ(redirect.header("Location"), "http://127.0.0.2:9/x");
     EXPECT_EQ(third.status, 200);
 }
 
@@ -479,6 +483,8 @@ TEST_F(EmulatorFaults, BadFaultsAreRefusedWith400AndNothingIsQueued)
         R"({"kind":"status","status":500,"times":0})",
         R"({"kind":"status","status":500,"times":1e300})",
         R"({"kind":"status","status":500,"retryAfter":"1\r\nX-Evil: 1"})",
+        R"({"kind":"status","status":302,"location":"/a\r\nX-Evil: 1"})",
+        R"({"kind":"delay","delayMs":1,"location":"/a"})",
         R"({"kind":"status","status":500,"target":"both"})",
         R"({"kind":"status","status":500,"delay":100})",
         R"({"kind":"delay"})",
