@@ -31,15 +31,16 @@ ScriptedHttpServer::ScriptedHttpServer(QObject* parent)
 {
 }
 
-quint16 ScriptedHttpServer::start()
+quint16 ScriptedHttpServer::start(const QHostAddress& address)
 {
-    m_port = listen(QHostAddress::LocalHost, 0);
+    m_address = address;
+    m_port = listen(address, 0);
     return m_port;
 }
 
 QString ScriptedHttpServer::baseUrl() const
 {
-    return QStringLiteral("http://127.0.0.1:%1").arg(m_port);
+    return QStringLiteral("http://%1:%2").arg(m_address.toString()).arg(m_port);
 }
 
 void ScriptedHttpServer::push(Reply reply)

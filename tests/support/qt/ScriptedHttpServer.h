@@ -3,6 +3,7 @@
 #include <QAbstractHttpServer>
 #include <QByteArray>
 #include <QHash>
+#include <QHostAddress>
 #include <QList>
 #include <QMutex>
 #include <QPair>
@@ -40,8 +41,9 @@ public:
 
     explicit ScriptedHttpServer(QObject* parent = nullptr);
 
-    // Listens on 127.0.0.1 on a free port and returns it.
-    quint16 start();
+    // Listens on `address` (any loopback address) on a free port and
+    // returns it.
+    quint16 start(const QHostAddress& address = QHostAddress(QHostAddress::LocalHost));
     QString baseUrl() const;
 
     // Answers in order; once the script is empty every request gets 200 "{}".
@@ -60,6 +62,7 @@ private:
     QQueue<Reply> m_script;
     QHash<QString, Reply> m_routes;
     QList<Received> m_received;
+    QHostAddress m_address;
     quint16 m_port = 0;
 };
 
