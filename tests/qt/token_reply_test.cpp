@@ -5,8 +5,14 @@
 
 #include <gtest/gtest.h>
 
+#include <QCoreApplication>
+#include <QElapsedTimer>
+
 #include <Ambrel/Client.h>
 #include <Ambrel/TokenReply.h>
+#include <Vyx/CVyxAccount.h>
+
+#include "support/qt/ScriptedHttpServer.h"
 
 namespace {
 
@@ -112,6 +118,48 @@ TEST(TokenRenewal, ARenewalFinishingAfterSignOutIsDropped)
     client.setTokenSource([] { return Ambrel::AccessToken("fresh", 60); });
     EXPECT_EQ(client.refreshAccessToken(true), "fresh");
     EXPECT_EQ(announced, 60);
+}
+
+// The account renews a token before it expires, with no 401 to prompt it,
+// and plans the next renewal from the new token's own lifetime.
+TEST(TokenRenewal, TheAccountRenewsShortlyBeforeExpiry)
+{
+    QuorvelTest::ScriptedHttpServer endpoint;
+    ASSERT_NE(endpoint.start(), 0);
+    const auto issue = [](const char* token) {
+        return QuorvelTest::ScriptedHttpServer::Reply{
+            200, {{"Content-Type", "application/json"}},
+            QByteArray(R"({"token_type":"Bearer","expires_in":1,"access_token":")") + token + "\"}"};
+    };
+    endpoint.push(issue("first"));
+    endpoint.push(issue("second"));
+    endpoint.push(issue("third"));
+
+    CVyxAccount account;
+    const QPointer<Ambrel::Client> client = account.getAmbrelClient();
+    QStringList seen;
+    QElapsedTimer clock;
+    clock.start();
+    // A second lifetime renews after 0.8 s: three tokens within 5 s or never.
+    account.signIn({QUrl(endpoint.baseUrl() + QStringLiteral("/oauth/token")), QStringLiteral("c"),
+                    QStringLiteral("s")});
+    while (seen.size() < 3 && clock.elapsed() < 5000) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        const QString token = QString::fromLatin1(client->getAccessTokenBytes());
+        if (!token.isEmpty() && (seen.isEmpty() || seen.last() != token))
+            seen.append(token);
+    }
+    EXPECT_EQ(seen, (QStringList{"first", "second", "third"}));
+    EXPECT_TRUE(account.getIsSignedIn());
+
+    // Signed out, nothing renews any more.
+    account.signOut();
+    const qsizetype asked = endpoint.received().size();
+    clock.restart();
+    while (clock.elapsed() < 1000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    EXPECT_EQ(endpoint.received().size(), asked);
+    EXPECT_TRUE(client->getAccessTokenBytes().isEmpty());
 }
 
 } // namespace
