@@ -9,6 +9,7 @@
 #include <QPointer>
 #include <QSemaphore>
 
+#include "sdk/qt/ExchangeCancellation.h"
 #include "transport_fixture.h"
 
 namespace QuorvelTest {
@@ -57,6 +58,46 @@ TEST_F(NetworkShutdown, WakesEveryWaitingSenderWithCancelled)
     EXPECT_TRUE(networkThread.isNull());
     // A cancellation on the way out is not a failure of the network.
     EXPECT_EQ(log.count("QtHttpNetworkService"), 0) << log.messages().join('\n').toStdString();
+}
+
+// One chain's cancellation ends that chain's exchanges, its later ones and
+// its retry waits, and leaves another chain on the same service alone.
+TEST_F(NetworkShutdown, ACancelledChainEndsItsOwnExchangesOnly)
+{
+    auto cancellation = std::make_shared<QuorvelSdk::ExchangeCancellation>(service.get());
+    QuorvelSdk::QtHttpTransport cancelled(service.get());
+    cancelled.setCancellation(cancellation);
+    QuorvelSdk::QtHttpTransport other(service.get());
+
+    std::int32_t cancelledResult = -1;
+    std::int32_t otherResult = -1;
+    std::thread first([&] {
+        tarsion::http_response response;
+        cancelledResult = cancelled.send("GET", silentUrl(), {}, nullptr, false, 0, response);
+    });
+    std::thread second([&] {
+        tarsion::http_response response;
+        otherResult = other.send("GET", silentUrl(), {}, nullptr, false, 0, response);
+    });
+    ASSERT_TRUE(waitUntil([&] { return silent.accepted() == 2; }));
+    // A retry wait of an hour, cut short by the cancellation.
+    std::thread sleeper([&] { cancellation->sleep(3600); });
+
+    LogCapture log;
+    cancellation->cancel();
+    first.join();
+    sleeper.join();
+    EXPECT_EQ(cancelledResult, kCancelled);
+    tarsion::http_response response;
+    EXPECT_EQ(cancelled.send("GET", silentUrl(), {}, nullptr, false, 0, response), kCancelled);
+    EXPECT_EQ(silent.accepted(), 2) << "a cancelled chain reached the network";
+    EXPECT_EQ(log.count("QtHttpNetworkService"), 0) << log.messages().join('\n').toStdString();
+
+    // The other chain still waits for its server, until the service goes.
+    EXPECT_EQ(otherResult, -1);
+    service.reset();
+    second.join();
+    EXPECT_EQ(otherResult, kCancelled);
 }
 
 TEST_F(NetworkShutdown, ExecuteAfterShutdownBeganFailsWithoutTouchingTheNetwork)
