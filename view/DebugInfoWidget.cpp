@@ -8,6 +8,8 @@
 #include <QPlainTextEdit>
 #include <QVBoxLayout>
 
+#include <Vyx/PageState.h>
+
 #include "chat/ChatService.h"
 #include "view/DisplayText.h"
 #include "view/FieldLabel.h"
@@ -122,6 +124,7 @@ void DebugInfoWidget::refresh()
         return;
     }
     showStatus(tr("Resolving duty channel…"));
+    setPageState(true, false);
     m_watcher = std::make_unique<QFutureWatcher<Result<Chat>>>(this);
     connect(m_watcher.get(), &QFutureWatcherBase::finished, this, [this] { showResult(); });
     m_watcher->setFuture(adapter->resolveChat());
@@ -140,6 +143,7 @@ void DebugInfoWidget::showResult()
 
 void DebugInfoWidget::showStatus(const QString& text)
 {
+    setPageState(false, false);
     setText(m_status, text);
     for (const QPointer<FieldLabel>& field : {m_id, m_kind, m_chatTitle, m_defaultChannel,
                                               m_version, m_stateKey}) {
@@ -151,6 +155,7 @@ void DebugInfoWidget::showStatus(const QString& text)
 
 void DebugInfoWidget::showChat(const Chat& chat)
 {
+    setPageState(false, false);
     setText(m_status, tr("Chat resolved."));
     setField(m_id, tr("Chat.id: %1"), chat.id.toString(QUuid::WithoutBraces));
     setField(m_kind, tr("Chat.kind: %1"), chatKindText(chat.kind));
@@ -167,7 +172,14 @@ void DebugInfoWidget::showError(const Error& error)
     showStatus(tr("Resolve failed — kind: %1, httpCode: %2")
                    .arg(errorKindText(error.kind))
                    .arg(error.httpCode));
+    setPageState(false, true);
     setField(m_id, QStringLiteral("%1"), error.message);
+}
+
+void DebugInfoWidget::setPageState(bool busy, bool failed)
+{
+    setProperty(Vyx::PageState::kBusy, busy);
+    setProperty(Vyx::PageState::kFailed, failed);
 }
 
 void DebugInfoWidget::showDump(const QString& dump)

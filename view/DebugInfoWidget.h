@@ -40,6 +40,9 @@ private:
     void showDump(const QString& dump);
     void copyFullDump() const;
     static void setText(const QPointer<QLabel>& label, const QString& text);
+    // Tells the host whether a request is under way, and whether what is
+    // shown is a failure.
+    void setPageState(bool busy, bool failed);
     static void setField(const QPointer<FieldLabel>& label, const QString& prefix,
                          const QString& value);
 

@@ -1,8 +1,11 @@
 #include "CommandLine.h"
 
+#include <algorithm>
+
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QFile>
+#include <QUrl>
 
 #ifndef VYX_DEFAULT_PLUGINS_DIR
 #define VYX_DEFAULT_PLUGINS_DIR "plugins"
@@ -37,98 +40,126 @@ bool readClientSecret(const QString& given, const QString& fileName, QString& se
 
 } // namespace
 
-bool CommandLine::parse(const QStringList& arguments, CommandLine& out, QString& error)
+void CommandLine::describe(QCommandLineParser& parser)
+{
+    parser.setApplicationDescription(QStringLiteral(
+        "Vyx host: loads plug-in pages and shows them.\n"
+        "Exit codes: 0 settled, 1 no such page, 2 bad arguments, 3 not settled in time,\n"
+        "4 sign-in failed, 5 the page reports a failure, 6 screenshot not written."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    const auto option = [&parser](const char* name, const char* text, const char* value = nullptr,
+                                  const char* fallback = nullptr) {
+        QString description = QString::fromUtf8(text);
+        if (fallback != nullptr)
+            description += QStringLiteral(" (default: %1)").arg(QString::fromUtf8(fallback));
+        parser.addOption(value == nullptr
+                             ? QCommandLineOption(QString::fromLatin1(name), description)
+                             : QCommandLineOption(QString::fromLatin1(name), description,
+                                                  QString::fromLatin1(value),
+                                                  fallback ? QString::fromUtf8(fallback) : QString()));
+    };
+    option("plugins", "Plug-in folder.", "DIR", VYX_DEFAULT_PLUGINS_DIR);
+    option("base-url", "Entity service base address, http or https, without a query.", "URL");
+    option("business-id", "Business id (letters, digits, '-', '_', '.', '~').", "ID");
+    option("token-url", "OAuth 2 token endpoint; signs in at start.", "URL");
+    option("client-id", "OAuth 2 client id.", "ID");
+    option("client-secret",
+           "OAuth 2 client secret (visible to other users in the process list: prefer the file "
+           "or VYX_CLIENT_SECRET).",
+           "SECRET");
+    option("client-secret-file", "Read the OAuth 2 client secret from FILE, - for standard input.",
+           "FILE");
+    option("page", "Page to show, by caption (default: the first).", "CAPTION");
+    option("print-view", "Print the shown page's texts as they change; exit once settled.");
+    option("settle-ms", "Quiet time after which the view counts as settled.", "N", "1000");
+    option("screenshot", "Save the window as PNG once settled.", "FILE");
+    option("stay", "Keep running after the screenshot.");
+    option("timeout-ms", "Exit 3 when not settled by then.", "N", "20000");
+    option("max-reply-bytes", "Largest reply body a plug-in accepts (0: the plug-in's default).", "N", "0");
+    option("inactivity-timeout-ms",
+           "A plug-in's exchange with no data moving for this long fails (0: the plug-in's default).",
+           "N", "0");
+    option("print-peak-memory", "On exit, print the process's peak resident memory to stderr.");
+}
+
+bool CommandLine::asksForHelp(const QStringList& arguments)
+{
+    static const QStringList kAnswered{"-h", "--help", "-?", "--help-all", "-v", "--version"};
+    return std::any_of(arguments.begin() + std::min<qsizetype>(1, arguments.size()), arguments.end(),
+                       [](const QString& argument) { return kAnswered.contains(argument); });
+}
+
+namespace {
+
+QString checkBaseUrl(const QString& text)
+{
+    if (text.isEmpty())
+        return {};
+    const QUrl url(text, QUrl::StrictMode);
+    if (!url.isValid() || (url.scheme() != QLatin1String("http") && url.scheme() != QLatin1String("https"))
+        || url.host().isEmpty())
+        return QStringLiteral("--base-url must be an http or https address, not \"%1\"").arg(text);
+    if (url.hasQuery() || url.hasFragment())
+        return QStringLiteral("--base-url must not carry a query or a fragment");
+    return {};
+}
+
+// It becomes part of every request's path and query.
+QString checkBusinessId(const QString& id)
+{
+    const bool plain = std::all_of(id.begin(), id.end(), [](QChar c) {
+        return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9') || c == u'-'
+            || c == u'_' || c == u'.' || c == u'~';
+    });
+    return plain ? QString()
+                 : QStringLiteral("--business-id may hold only letters, digits, '-', '_', '.' and '~'");
+}
+
+} // namespace
+
+CommandLine::Parsed CommandLine::parse(const QStringList& arguments, CommandLine& out, QString& error)
 {
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("Vyx host: loads plug-in pages and shows them."));
-    parser.addHelpOption();
-    const QCommandLineOption plugins(QStringLiteral("plugins"), QStringLiteral("Plug-in folder."),
-                                     QStringLiteral("DIR"), QStringLiteral(VYX_DEFAULT_PLUGINS_DIR));
-    const QCommandLineOption baseUrl(QStringLiteral("base-url"),
-                                     QStringLiteral("Entity service base address."), QStringLiteral("URL"));
-    const QCommandLineOption businessId(QStringLiteral("business-id"), QStringLiteral("Business id."),
-                                        QStringLiteral("ID"));
-    const QCommandLineOption tokenUrl(QStringLiteral("token-url"),
-                                      QStringLiteral("OAuth 2 token endpoint; signs in at start."),
-                                      QStringLiteral("URL"));
-    const QCommandLineOption clientId(QStringLiteral("client-id"), QStringLiteral("OAuth 2 client id."),
-                                      QStringLiteral("ID"));
-    const QCommandLineOption clientSecret(QStringLiteral("client-secret"),
-                                          QStringLiteral("OAuth 2 client secret (visible to other "
-                                                         "users in the process list: prefer the "
-                                                         "file or VYX_CLIENT_SECRET)."),
-                                          QStringLiteral("SECRET"));
-    const QCommandLineOption clientSecretFile(QStringLiteral("client-secret-file"),
-                                              QStringLiteral("Read the OAuth 2 client secret from "
-                                                             "FILE, - for standard input."),
-                                              QStringLiteral("FILE"));
-    const QCommandLineOption page(QStringLiteral("page"), QStringLiteral("Page to show, by caption."),
-                                  QStringLiteral("CAPTION"));
-    const QCommandLineOption printView(QStringLiteral("print-view"),
-                                       QStringLiteral("Print the shown page's texts as they change; "
-                                                      "exit once settled."));
-    const QCommandLineOption settle(QStringLiteral("settle-ms"),
-                                    QStringLiteral("Quiet time after which the view counts as settled."),
-                                    QStringLiteral("N"), QStringLiteral("1000"));
-    const QCommandLineOption screenshot(QStringLiteral("screenshot"),
-                                        QStringLiteral("Save the window as PNG once settled."),
-                                        QStringLiteral("FILE"));
-    const QCommandLineOption stay(QStringLiteral("stay"),
-                                  QStringLiteral("Keep running after the screenshot."));
-    const QCommandLineOption timeout(QStringLiteral("timeout-ms"),
-                                     QStringLiteral("Exit 3 when not settled by then."),
-                                     QStringLiteral("N"), QStringLiteral("20000"));
-    const QCommandLineOption maxReply(QStringLiteral("max-reply-bytes"),
-                                      QStringLiteral("Largest reply body a plug-in accepts "
-                                                     "(0: the plug-in's default)."),
-                                      QStringLiteral("N"), QStringLiteral("0"));
-    const QCommandLineOption inactivity(QStringLiteral("inactivity-timeout-ms"),
-                                        QStringLiteral("A plug-in's exchange with no data moving for "
-                                                       "this long fails (0: the plug-in's default)."),
-                                        QStringLiteral("N"), QStringLiteral("0"));
-    const QCommandLineOption peakMemory(QStringLiteral("print-peak-memory"),
-                                        QStringLiteral("On exit, print the process's peak resident "
-                                                       "memory to stderr."));
-    parser.addOptions({plugins, baseUrl, businessId, tokenUrl, clientId, clientSecret,
-                       clientSecretFile, page,
-                       printView, settle, screenshot, stay, timeout, maxReply, inactivity,
-                       peakMemory});
+    describe(parser);
     if (!parser.parse(arguments)) {
         error = parser.errorText();
-        return false;
-    }
-    if (parser.isSet(QStringLiteral("help"))) {
-        error = parser.helpText();
-        return false;
+        return parser.unknownOptionNames().isEmpty() ? Parsed::Invalid : Parsed::UnknownOption;
     }
     bool settleOk = false;
     bool timeoutOk = false;
-    out.pluginsDir = parser.value(plugins);
-    out.baseUrl = parser.value(baseUrl);
-    out.businessId = parser.value(businessId);
-    out.tokenUrl = parser.value(tokenUrl);
-    out.clientId = parser.value(clientId);
-    if (!readClientSecret(parser.value(clientSecret), parser.value(clientSecretFile),
-                          out.clientSecret, error))
-        return false;
-    out.page = parser.value(page);
-    out.printView = parser.isSet(printView);
-    out.settleMs = parser.value(settle).toInt(&settleOk);
-    out.screenshot = parser.value(screenshot);
-    out.stay = parser.isSet(stay);
-    out.printPeakMemory = parser.isSet(peakMemory);
-    out.timeoutMs = parser.value(timeout).toInt(&timeoutOk);
+    out.pluginsDir = parser.value(QStringLiteral("plugins"));
+    out.baseUrl = parser.value(QStringLiteral("base-url"));
+    out.businessId = parser.value(QStringLiteral("business-id"));
+    for (const QString& problem : {checkBaseUrl(out.baseUrl), checkBusinessId(out.businessId)}) {
+        if (!problem.isEmpty()) {
+            error = problem;
+            return Parsed::Invalid;
+        }
+    }
+    out.tokenUrl = parser.value(QStringLiteral("token-url"));
+    out.clientId = parser.value(QStringLiteral("client-id"));
+    if (!readClientSecret(parser.value(QStringLiteral("client-secret")),
+                          parser.value(QStringLiteral("client-secret-file")), out.clientSecret, error))
+        return Parsed::Invalid;
+    out.page = parser.value(QStringLiteral("page"));
+    out.printView = parser.isSet(QStringLiteral("print-view"));
+    out.settleMs = parser.value(QStringLiteral("settle-ms")).toInt(&settleOk);
+    out.screenshot = parser.value(QStringLiteral("screenshot"));
+    out.stay = parser.isSet(QStringLiteral("stay"));
+    out.printPeakMemory = parser.isSet(QStringLiteral("print-peak-memory"));
+    out.timeoutMs = parser.value(QStringLiteral("timeout-ms")).toInt(&timeoutOk);
     if (!settleOk || out.settleMs < 0 || !timeoutOk || out.timeoutMs <= 0) {
         error = QStringLiteral("--settle-ms and --timeout-ms take non-negative whole numbers of milliseconds");
-        return false;
+        return Parsed::Invalid;
     }
     bool maxReplyOk = false;
     bool inactivityOk = false;
-    out.maxReplyBytes = parser.value(maxReply).toLongLong(&maxReplyOk);
-    out.inactivityTimeoutMs = parser.value(inactivity).toInt(&inactivityOk);
+    out.maxReplyBytes = parser.value(QStringLiteral("max-reply-bytes")).toLongLong(&maxReplyOk);
+    out.inactivityTimeoutMs = parser.value(QStringLiteral("inactivity-timeout-ms")).toInt(&inactivityOk);
     if (!maxReplyOk || out.maxReplyBytes < 0 || !inactivityOk || out.inactivityTimeoutMs < 0) {
         error = QStringLiteral("--max-reply-bytes and --inactivity-timeout-ms take non-negative whole numbers");
-        return false;
+        return Parsed::Invalid;
     }
-    return true;
+    return Parsed::Ok;
 }

@@ -3,6 +3,8 @@
 #include <QString>
 #include <QStringList>
 
+class QCommandLineParser;
+
 // The host's command line. Automated checks rely on it; keep it stable.
 struct CommandLine
 {
@@ -23,6 +25,17 @@ struct CommandLine
     qint64 maxReplyBytes = 0;
     int inactivityTimeoutMs = 0;
 
-    // False with `error` set when the arguments are unusable.
-    static bool parse(const QStringList& arguments, CommandLine& out, QString& error);
+    // Adds every option, with its default, to `parser`; help and version
+    // included.
+    static void describe(QCommandLineParser& parser);
+    // True when the arguments ask only for help or the version, which need
+    // no display and are answered before the application starts.
+    static bool asksForHelp(const QStringList& arguments);
+    enum class Parsed { Ok, Invalid, UnknownOption };
+    // Anything but Ok sets `error`. Invalid: numbers that are not, an
+    // address that is not http(s) without a query, a business id with
+    // characters an address cannot carry, an unreadable secret file.
+    // UnknownOption may be one of Qt's own, which only the application
+    // object knows and takes away.
+    static Parsed parse(const QStringList& arguments, CommandLine& out, QString& error);
 };

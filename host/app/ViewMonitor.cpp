@@ -1,9 +1,13 @@
 #include "ViewMonitor.h"
 
+#include <algorithm>
+
 #include <cstdio>
 
 #include <QLabel>
 #include <QPlainTextEdit>
+
+#include <Vyx/PageState.h>
 
 namespace {
 
@@ -76,6 +80,17 @@ QString ViewMonitor::snapshot(QWidget* root)
     return out;
 }
 
+bool ViewMonitor::pageSays(QWidget* root, const char* property)
+{
+    if (root == nullptr)
+        return false;
+    if (root->property(property).toBool())
+        return true;
+    const QList<QWidget*> widgets = root->findChildren<QWidget*>();
+    return std::any_of(widgets.begin(), widgets.end(),
+                       [property](const QWidget* w) { return w->property(property).toBool(); });
+}
+
 void ViewMonitor::poll()
 {
     const QString now = snapshot(m_page());
@@ -94,7 +109,7 @@ void ViewMonitor::poll()
         m_printed = true;
     }
     if (m_ready && !m_settled && quiet >= std::max(m_settleMs, kDebounceMs)
-        && (m_printed || !m_print)) {
+        && (m_printed || !m_print) && !pageSays(m_page(), Vyx::PageState::kBusy)) {
         m_settled = true;
         Q_EMIT settled();
     }

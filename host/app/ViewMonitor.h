@@ -11,7 +11,7 @@ class QWidget;
 
 // Watches the texts of the shown page: prints each new state once it has held
 // for the debounce time, and reports the page settled once nothing changed
-// for the settle time.
+// for the settle time while the page was not busy (Vyx/PageState.h).
 class ViewMonitor : public QObject
 {
     Q_OBJECT
@@ -26,6 +26,8 @@ public:
     // Every visible label's text and every plain-text view's text, in
     // widget-tree order, each followed by a line feed.
     static QString snapshot(QWidget* root);
+    // Whether the page, or any widget in it, has the dynamic property set.
+    static bool pageSays(QWidget* root, const char* property);
 
 Q_SIGNALS:
     void settled();

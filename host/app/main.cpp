@@ -6,10 +6,12 @@
 #include <sys/resource.h>
 
 #include <QApplication>
+#include <QCommandLineParser>
 #include <QTimer>
 
 #include <Vyx/CTarsionApp.h>
 #include <Vyx/CVyxAccount.h>
+#include <Vyx/PageState.h>
 
 #include "CommandLine.h"
 #include "HostWindow.h"
@@ -17,7 +19,22 @@
 
 namespace {
 
-enum ExitCode { Settled = 0, NoPage = 1, BadArguments = 2, NotSettled = 3 };
+// Listed in --help and in the README; scripts rely on them.
+enum ExitCode {
+    Settled = 0,
+    NoPage = 1,
+    BadArguments = 2,
+    NotSettled = 3,
+    SignInFailed = 4,
+    PageFailed = 5,
+    ScreenshotFailed = 6,
+};
+
+void nameApplication()
+{
+    QCoreApplication::setApplicationName(QStringLiteral("vyx-host"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(VYX_HOST_VERSION));
+}
 
 void printError(const QString& text)
 {
@@ -38,12 +55,34 @@ void printPeakMemory()
 
 int main(int argc, char** argv)
 {
-    QApplication application(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("vyx-host"));
+    QStringList raw;
+    for (int i = 0; i < argc; ++i)
+        raw << QString::fromLocal8Bit(argv[i]);
+    // Answered without a display: help and version must work anywhere.
+    if (CommandLine::asksForHelp(raw)) {
+        QCoreApplication core(argc, argv);
+        nameApplication();
+        QCommandLineParser parser;
+        CommandLine::describe(parser);
+        // Prints to standard output and exits.
+        parser.process(core);
+        return Settled;
+    }
 
+    // Checked before the application starts, so that a mistake is told
+    // without a display; an option only Qt knows is checked once Qt has
+    // taken its own away.
     CommandLine options;
     QString error;
-    if (!CommandLine::parse(QApplication::arguments(), options, error)) {
+    const CommandLine::Parsed early = CommandLine::parse(raw, options, error);
+    if (early == CommandLine::Parsed::Invalid) {
+        printError(error);
+        return BadArguments;
+    }
+    QApplication application(argc, argv);
+    nameApplication();
+    if (early == CommandLine::Parsed::UnknownOption
+        && CommandLine::parse(QApplication::arguments(), options, error) != CommandLine::Parsed::Ok) {
         printError(error);
         return BadArguments;
     }
@@ -78,17 +117,24 @@ int main(int argc, char** argv)
         const bool probing = options.printView || !options.screenshot.isEmpty();
         ViewMonitor monitor([&window] { return window.currentPageView(); }, options.printView,
                             options.settleMs);
+        bool signInFailed = false;
         QObject::connect(&account, &CVyxAccount::signInFailed, [&](const QString& reason) {
             printError(QStringLiteral("vyx-host: sign-in failed: %1").arg(reason));
+            signInFailed = true;
             monitor.setReady(true);
         });
         QObject::connect(&account, &CVyxAccount::signedInUserChanged,
                          [&] { monitor.setReady(true); });
         QObject::connect(&monitor, &ViewMonitor::settled, [&] {
-            if (!options.screenshot.isEmpty() && !window.grab().save(options.screenshot))
+            int outcome = signInFailed ? SignInFailed
+                : ViewMonitor::pageSays(window.currentPageView(), Vyx::PageState::kFailed) ? PageFailed
+                                                                                              : Settled;
+            if (!options.screenshot.isEmpty() && !window.grab().save(options.screenshot)) {
                 printError(QStringLiteral("vyx-host: cannot write %1").arg(options.screenshot));
+                outcome = ScreenshotFailed;
+            }
             if (!options.stay)
-                QApplication::exit(Settled);
+                QApplication::exit(outcome);
         });
         QTimer deadline;
         if (probing) {

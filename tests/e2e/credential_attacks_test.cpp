@@ -130,7 +130,8 @@ TEST_P(CredentialAttacks, AreRefusedAndNothingReachesTheOtherOrigin)
 
     const HostRun run = runHost(HostOptions());
 
-    ASSERT_EQ(run.exitCode, 0) << run.errors.toStdString();
+    ASSERT_EQ(run.exitCode, row.status == kNotSignedIn ? kSignInFailed : kPageFailed)
+        << run.errors.toStdString();
     const QStringList view = run.lastView();
     ASSERT_GT(view.size(), Status) << run.output.toStdString();
     EXPECT_EQ(view[Status].toStdString(), row.status.toStdString()) << run.output.left(2000).toStdString();

@@ -163,7 +163,7 @@ HostRun HostEndToEnd::runHost(const HostOptions& options)
 
 void expectFailure(const HostRun& run, const QString& status, const QString& message)
 {
-    ASSERT_EQ(run.exitCode, 0) << run.errors.toStdString();
+    ASSERT_EQ(run.exitCode, kPageFailed) << run.errors.toStdString();
     const QStringList view = run.lastView();
     ASSERT_GT(view.size(), Dump) << run.output.toStdString();
     EXPECT_EQ(view[Status], status) << run.output.left(4000).toStdString();

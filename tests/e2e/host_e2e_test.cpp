@@ -5,6 +5,8 @@
 
 #include <QTcpServer>
 
+#include <ostream>
+
 namespace QuorvelE2E {
 namespace {
 
@@ -76,12 +78,80 @@ TEST_F(HostEndToEnd, NonJsonReplyIsUnknown)
 {
     fault(R"({"kind":"nonjson"})");
     const HostRun run = runHost();
-    ASSERT_EQ(run.exitCode, 0) << run.errors.toStdString();
+    ASSERT_EQ(run.exitCode, kPageFailed) << run.errors.toStdString();
     const QStringList view = run.lastView();
     EXPECT_EQ(view.value(Status), "Resolve failed \u2014 kind: Unknown, httpCode: 0") << run.output.toStdString();
     EXPECT_TRUE(view.value(Id).contains("<html", Qt::CaseInsensitive)) << view.value(Id).toStdString();
     EXPECT_EQ(queries(), 1);
 }
+
+// The host's command line on its own: no emulator, and for help and version
+// no display either.
+struct CommandLineRow
+{
+    const char* name;
+    QStringList arguments;
+    int exitCode;
+    // Expected at the start of stdout, or else somewhere in stderr.
+    QString stdoutStart;
+    QString stderrPart;
+};
+
+void PrintTo(const CommandLineRow& row, std::ostream* out)
+{
+    *out << row.name;
+}
+
+class HostCommandLine : public ::testing::TestWithParam<CommandLineRow>
+{
+};
+
+TEST_P(HostCommandLine, AnswersWithTheDocumentedExitCode)
+{
+    const CommandLineRow& row = GetParam();
+    QProcess host;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.remove(QStringLiteral("DISPLAY"));
+    env.remove(QStringLiteral("WAYLAND_DISPLAY"));
+    // Only the rows that get past the arguments need a platform at all; an
+    // unknown option might be Qt's, which only Qt can tell.
+    if (row.exitCode != 0 && (row.exitCode != 2 || row.arguments == QStringList{"--colour"}))
+        env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    else
+        env.remove(QStringLiteral("QT_QPA_PLATFORM"));
+    host.setProcessEnvironment(env);
+    host.start(QStringLiteral(QUORVEL_HOST_BIN), row.arguments);
+    ASSERT_TRUE(host.waitForFinished(kStartMs));
+    const QString out = QString::fromUtf8(host.readAllStandardOutput());
+    const QString err = QString::fromUtf8(host.readAllStandardError());
+    EXPECT_EQ(host.exitStatus(), QProcess::NormalExit) << err.toStdString();
+    EXPECT_EQ(host.exitCode(), row.exitCode) << err.toStdString();
+    if (!row.stdoutStart.isEmpty())
+        EXPECT_TRUE(out.startsWith(row.stdoutStart)) << out.toStdString();
+    if (!row.stderrPart.isEmpty())
+        EXPECT_TRUE(err.contains(row.stderrPart)) << err.toStdString();
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, HostCommandLine,
+    ::testing::Values(
+        CommandLineRow{"Help", {"--help"}, 0, "Usage: ", {}},
+        CommandLineRow{"HelpAll", {"--help-all"}, 0, "Usage: ", {}},
+        CommandLineRow{"Version", {"--version"}, 0, "vyx-host 0.1", {}},
+        CommandLineRow{"UnknownOption", {"--colour"}, 2, {}, "Unknown option 'colour'"},
+        CommandLineRow{"BaseUrlNotHttp", {"--base-url", "ftp://example.com"}, 2, {},
+                       "--base-url must be an http or https address"},
+        CommandLineRow{"BaseUrlWithQuery", {"--base-url", "http://example.com/?a=1"}, 2, {},
+                       "--base-url must not carry a query or a fragment"},
+        CommandLineRow{"BusinessIdWithSlash", {"--business-id", "a/b"}, 2, {},
+                       "--business-id may hold only letters"},
+        CommandLineRow{"NoSuchPage", {"--plugins", QUORVEL_PLUGIN_DIR, "--page", "Mail", "--print-view"}, 1, {},
+                       "no page \"Mail\"; pages: Chat"},
+        CommandLineRow{"ScreenshotNotWritten",
+                       {"--plugins", QUORVEL_PLUGIN_DIR, "--settle-ms", "0", "--screenshot",
+                        "/nonexistent/folder/page.png"},
+                       6, {}, "cannot write /nonexistent/folder/page.png"}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 } // namespace
 } // namespace QuorvelE2E

@@ -25,10 +25,6 @@ constexpr qint64 kMaxPeakMemoryKb = 1024 * 1024;
 #else
 constexpr qint64 kMaxPeakMemoryKb = 256 * 1024;
 #endif
-// Stalled rows show their failure after the inactivity limit, and the large
-// rows take a while to build and read under a sanitizer; the host must keep
-// looking until then.
-constexpr int kPatientSettleMs = 3000;
 
 struct HostileRow
 {
@@ -40,7 +36,6 @@ struct HostileRow
     Line line = Id;
     QString text;
     QStringList arguments = {};
-    int settleMs = 400;
 };
 
 void PrintTo(const HostileRow& row, std::ostream* out)
@@ -80,22 +75,19 @@ std::vector<HostileRow> hostileRows()
         {"RightToLeftOverrideIsShownNotObeyed", titleFault(u"invoice\u202Egnp.exe"_s), kResolved,
          ChatTitle, u"Chat.title: invoice\\u202Egnp.exe"_s},
         {"MegabyteTitleIsCut", R"({"kind":"title","body":"A","bytes":1048576})", kResolved, ChatTitle,
-         u"Chat.title: "_s + QString(500, u'A') + u" \u2026 [1048076 more characters]"_s, {},
-         kPatientSettleMs},
+         u"Chat.title: "_s + QString(500, u'A') + u" \u2026 [1048076 more characters]"_s},
         {"TenMegabyteErrorBodyIsCut", R"({"kind":"status","status":500,"body":"x","bytes":10000000})",
-         failed("ServerError", 500), Id, QString(500, u'x') + u" \u2026 [9999500 more characters]"_s,
-         {}, kPatientSettleMs},
-        {"EndlessChunkedReplyIsCutAtTheCap", R"({"kind":"flood"})", failed("Network", 299), Id, {},
-         {}, kPatientSettleMs},
+         failed("ServerError", 500), Id, QString(500, u'x') + u" \u2026 [9999500 more characters]"_s},
+        {"EndlessChunkedReplyIsCutAtTheCap", R"({"kind":"flood"})", failed("Network", 299), Id, {}},
         {"EndlessSignInReplyIsRefused", R"({"kind":"flood","target":"token"})", kNotSignedIn, Id, {}},
         {"HugeAnnouncedBodyIsRefused", R"({"kind":"flood","bytes":200000000})", failed("Network", 299),
          Id, {}},
         {"SilentServerEndsAtTheInactivityLimit", R"({"kind":"delay","delayMs":600000})",
-         failed("Network", 4), Id, {}, kQuickInactivity, kPatientSettleMs},
+         failed("Network", 4), Id, {}, kQuickInactivity},
         {"UnendedHeaderLineEnds", R"({"kind":"headerline","bytes":1000000})", failed("Network", 4), Id, {},
-         kQuickInactivity, kPatientSettleMs},
+         kQuickInactivity},
         {"HundredHeadersEnd", R"({"kind":"headers","count":100})", failed("Network", 4), Id, {},
-         kQuickInactivity, kPatientSettleMs},
+         kQuickInactivity},
     };
 }
 
@@ -118,11 +110,14 @@ TEST_P(HostileService, HostEndsInTimeWithBoundedMemoryAndASaneView)
 
     HostOptions options;
     options.arguments = row.arguments + QStringList{u"--print-peak-memory"_s};
-    options.settleMs = row.settleMs;
     const HostRun run = runHost(options);
 
-    // Exit 0: the view settled before the host's deadline, without a crash.
-    ASSERT_EQ(run.exitCode, 0) << run.errors.left(2000).toStdString();
+    // The view settled before the host's deadline, without a crash; the
+    // code says whether it shows a success or a failure.
+    const int expectedExit = row.status == u"Chat resolved."_s ? kSettled
+        : row.status.startsWith(u"Not signed in"_s)           ? kSignInFailed
+                                                              : kPageFailed;
+    ASSERT_EQ(run.exitCode, expectedExit) << run.errors.left(2000).toStdString();
     const QStringList view = run.lastView();
     ASSERT_GT(view.size(), Dump) << run.output.left(2000).toStdString();
     EXPECT_EQ(view[Status], row.status) << run.errors.left(2000).toStdString();

@@ -9,6 +9,8 @@
 #include <QPromise>
 #include <QVBoxLayout>
 
+#include <Vyx/PageState.h>
+
 #include "chat/ChatService.h"
 #include "view/DebugInfoWidget.h"
 #include "view/FieldLabel.h"
@@ -112,7 +114,9 @@ TEST_F(DebugInfoView, LaysOutItsWidgetsAsDesigned)
     EXPECT_TRUE(labels[2]->wordWrap());
     EXPECT_EQ(labels[Caption]->styleSheet(), "color: gray; margin-top: 8px;");
     for (int field = Id; field <= StateKey; ++field)
-        EXPECT_EQ(labels[field]->textInteractionFlags(), Qt::TextSelectableByMouse) << field;
+        EXPECT_EQ(labels[field]->textInteractionFlags(),
+                  Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard)
+            << field;
     // It waits for the first refresh.
     EXPECT_TRUE(t[Status].isEmpty());
 }
@@ -133,6 +137,8 @@ TEST_F(DebugInfoView, ShowsAResolvedChatFieldByField)
     attach(); // adapterChanged() refreshes the view
     ASSERT_EQ(backend->pending.size(), 1u);
     EXPECT_EQ(texts(view)[Status], "Resolving duty channel\u2026");
+    // The host must not take the page as settled while it waits.
+    EXPECT_TRUE(view.property(Vyx::PageState::kBusy).toBool());
 
     Chat chat;
     chat.id = QUuid::fromString(QStringLiteral("6f1c2a90-3b4d-4e5f-8a7b-112233445566"));
@@ -154,6 +160,8 @@ TEST_F(DebugInfoView, ShowsAResolvedChatFieldByField)
     EXPECT_EQ(t[Version], "Chat.version: -7");
     EXPECT_EQ(t[StateKey], "Chat.stateKey: OPEN");
     EXPECT_EQ(t[Dump], chat.rawDump);
+    EXPECT_FALSE(view.property(Vyx::PageState::kBusy).toBool());
+    EXPECT_FALSE(view.property(Vyx::PageState::kFailed).toBool());
 }
 
 TEST_F(DebugInfoView, EmptyTitleAndStateShowTheEmptyMarker)
@@ -179,6 +187,8 @@ TEST_F(DebugInfoView, FailurePutsTheMessageFirstAndClearsTheRest)
     const QStringList t = texts(view);
     EXPECT_EQ(t[Status], "Resolve failed \u2014 kind: Network, httpCode: -1");
     EXPECT_EQ(t[Id], "connection refused");
+    EXPECT_FALSE(view.property(Vyx::PageState::kBusy).toBool());
+    EXPECT_TRUE(view.property(Vyx::PageState::kFailed).toBool());
     for (int field = Kind; field <= StateKey; ++field)
         EXPECT_TRUE(t[field].isEmpty()) << field;
     EXPECT_TRUE(t[Dump].isEmpty());
@@ -309,6 +319,23 @@ TEST_F(DebugInfoView, SignOutShowsTheNotSignedInStatusAndClearsTheFields)
     for (int field = Id; field <= StateKey; ++field)
         EXPECT_TRUE(t[field].isEmpty()) << field;
     EXPECT_TRUE(t[Dump].isEmpty());
+}
+
+TEST_F(DebugInfoView, AnAnswerArrivingAfterSignOutIsNeverShown)
+{
+    DebugInfoWidget view(&service);
+    attach();
+    ASSERT_EQ(backend->pending.size(), 1u);
+    // Held here: the detached back end goes on another thread.
+    const std::shared_ptr<QPromise<Result<Chat>>> late = backend->pending.at(0);
+    service.detachAdapter();
+    late->addResult(Result<Chat>(Chat{}));
+    late->finish();
+    deliver();
+    const QStringList t = texts(view);
+    EXPECT_EQ(t[Status], "Not signed in \u2014 SdkAdapter not attached. Click refresh after sign-in.");
+    EXPECT_TRUE(t[Id].isEmpty());
+    EXPECT_FALSE(view.property(Vyx::PageState::kBusy).toBool());
 }
 
 TEST_F(DebugInfoView, DestroyedChildrenAreSkipped)
