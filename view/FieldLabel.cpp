@@ -12,7 +12,7 @@ FieldLabel::FieldLabel(QWidget* parent)
     : QLabel(parent)
 {
     setTextFormat(Qt::PlainText);
-    setTextInteractionFlags(Qt::TextSelectableByMouse);
+    setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     // A long value is cut, but even the cut text must never widen the host's
     // window to fit it.
     setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);

@@ -7,6 +7,8 @@
 #include <QLabel>
 #include <QLibrary>
 #include <QListWidget>
+#include <QMenuBar>
+#include <QStatusBar>
 #include <QPluginLoader>
 #include <QSplitter>
 #include <QStackedWidget>
@@ -32,18 +34,38 @@ HostWindow::HostWindow(CVyxAccount* account, QWidget* parent)
     setCentralWidget(splitter);
     connect(m_list, &QListWidget::currentRowChanged, this, &HostWindow::onPageSelected);
 
-    QToolBar* toolbar = addToolBar(QStringLiteral("Account"));
-    toolbar->setMovable(false);
-    m_signInAction = toolbar->addAction(tr("Sign in"), this, [this] {
+    // The same actions in a menu (reachable with Alt and the underlined
+    // letters) and on a toolbar; Refresh also on the platform's refresh key.
+    m_signInAction = new QAction(tr("Sign &in"), this);
+    m_signInAction->setShortcut(QKeySequence(tr("Ctrl+Shift+I")));
+    m_signInAction->setEnabled(false);
+    connect(m_signInAction, &QAction::triggered, this, [this] {
         if (m_signIn)
             m_signIn();
     });
-    m_signInAction->setEnabled(false);
-    toolbar->addAction(tr("Sign out"), this, [this] { m_account->signOut(); });
-    toolbar->addAction(tr("Refresh"), this, [this] {
+    auto* signOut = new QAction(tr("Sign &out"), this);
+    signOut->setShortcut(QKeySequence(tr("Ctrl+Shift+O")));
+    connect(signOut, &QAction::triggered, this, [this] { m_account->signOut(); });
+    auto* refresh = new QAction(tr("&Refresh"), this);
+    refresh->setShortcuts({QKeySequence::Refresh, QKeySequence(tr("Ctrl+R"))});
+    connect(refresh, &QAction::triggered, this, [this] {
         const int row = m_list->currentRow();
         if (row >= 0 && row < m_pages.size())
             m_pages[row].plugin->refresh();
+    });
+    QMenu* menu = menuBar()->addMenu(tr("&Account"));
+    menu->addActions({m_signInAction, signOut, refresh});
+    QToolBar* toolbar = addToolBar(QStringLiteral("Account"));
+    toolbar->setMovable(false);
+    toolbar->addActions({m_signInAction, signOut, refresh});
+
+    // Why a sign-in failed belongs where the user looks, not only on stderr.
+    connect(account, &CVyxAccount::signInFailed, this, [this](const QString& reason) {
+        statusBar()->showMessage(tr("Sign-in failed: %1").arg(reason));
+    });
+    connect(account, &CVyxAccount::signedInUserChanged, this, [this](const Ambrel::SignIn::UserInfo& user) {
+        statusBar()->showMessage(user.userId.isEmpty() ? tr("Signed out.")
+                                                       : tr("Signed in as %1.").arg(user.displayName));
     });
 }
 
@@ -71,11 +93,17 @@ int HostWindow::loadPlugins(const QString& folder)
     int added = 0;
     for (const QString& file : dir.entryList(QDir::Files, QDir::Name)) {
         const QString path = dir.absoluteFilePath(file);
-        if (!QLibrary::isLibrary(path))
+        if (!QLibrary::isLibrary(path)) {
+            qInfo().noquote() << "vyx-host: skipped" << path << ": not a shared library";
             continue;
+        }
         auto* loader = new QPluginLoader(path, this);
-        if (loader->metaData().value(QStringLiteral("IID")).toString()
-            != QLatin1String(IVyxPlugin_iid)) {
+        const QString iid = loader->metaData().value(QStringLiteral("IID")).toString();
+        if (iid != QLatin1String(IVyxPlugin_iid)) {
+            qInfo().noquote() << "vyx-host: skipped" << path << ":"
+                              << (iid.isEmpty() ? QStringLiteral("not a Qt plug-in (%1)").arg(loader->errorString())
+                                                : QStringLiteral("interface %1, not %2")
+                                                      .arg(iid, QLatin1String(IVyxPlugin_iid)));
             delete loader;
             continue;
         }
