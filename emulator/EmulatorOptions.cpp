@@ -1,6 +1,7 @@
 #include "EmulatorOptions.h"
 
 #include <QCommandLineParser>
+#include <QFile>
 #include <QRegularExpression>
 
 #include <optional>
@@ -29,7 +30,9 @@ std::expected<EmulatorOptions, QString> parseEmulatorOptions(const QStringList& 
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
-        "Local emulator of the business-entity service, on 127.0.0.1 only."));
+        "Local emulator of the business-entity service, on 127.0.0.1 only.\n"
+        "Admin endpoints: POST/GET/DELETE /_emulator/faults, GET /_emulator/stats,\n"
+        "GET /_emulator/tokens, POST /_emulator/expire-tokens, POST /_emulator/reset."));
     const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
                                   QStringLiteral("Show this help."));
     const QCommandLineOption port(QStringLiteral("port"),
@@ -63,7 +66,10 @@ std::expected<EmulatorOptions, QString> parseEmulatorOptions(const QStringList& 
     }
     if (parser.isSet(help)) {
         options.showHelp = true;
+        QFile language(QStringLiteral(":/emulator/fault-language.txt"));
         options.helpText = parser.helpText();
+        if (language.open(QIODevice::ReadOnly | QIODevice::Text))
+            options.helpText += QLatin1Char('\n') + QString::fromUtf8(language.readAll());
         return options;
     }
 

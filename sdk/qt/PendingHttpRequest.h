@@ -4,6 +4,7 @@
 #include <utility>
 
 #include <QByteArray>
+#include <QElapsedTimer>
 #include <QList>
 #include <QSemaphore>
 #include <QUrl>
@@ -38,6 +39,8 @@ struct PendingHttpRequest
     // (limit exceeded, shutdown): the error number the sender gets.
     qint32 given_up = 0;
     bool isCancelled() const { return cancelled != nullptr && cancelled->load(); }
+    // Started when the network thread takes the exchange up.
+    QElapsedTimer timer;
     // When the network thread last saw the exchange move, on its own clock.
     qint64 last_moved_ms = 0;
 };

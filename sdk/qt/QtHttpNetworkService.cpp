@@ -66,6 +66,21 @@ void warn(const PendingHttpRequest& pending, const QString& what)
     out.quote() << "verb" << pending.verb << "url" << loggedUrl(pending.url);
 }
 
+// One debug line per finished exchange, for whoever supports a user:
+// QT_LOGGING_RULES="vyx.plugin.chat.debug=true".
+void trace(const PendingHttpRequest& pending, int status)
+{
+    if (!qtHelpers::chat().isDebugEnabled())
+        return;
+    QDebug out = qtHelpers::logger(QtDebugMsg, qtHelpers::chat());
+    out.noquote() << "QtHttpNetworkService:" << pending.verb << loggedUrl(pending.url);
+    if (pending.result == 0)
+        out << "status" << status;
+    else
+        out << "failed" << pending.result;
+    out << "in" << pending.timer.elapsed() << "ms";
+}
+
 QString bodyOverLimit(qint64 limit)
 {
     return QStringLiteral("reply body larger than the limit of %1 bytes; exchange aborted;").arg(limit);
@@ -186,6 +201,7 @@ qint32 QtHttpNetworkService::execute(PendingHttpRequest& pending)
 
 void QtHttpNetworkService::Worker::perform(PendingHttpRequest* pending)
 {
+    pending->timer.start();
     // Cancelled between the post and now: the abort has already been by.
     if (pending->isCancelled()) {
         pending->result = kOperationCanceled;
@@ -371,9 +387,18 @@ void QtHttpNetworkService::Worker::finishRequest(QNetworkReply* reply, HttpBodyD
                                                  PendingHttpRequest* pending)
 {
     ReleaseOnExit release(pending->done);
+    // Written last, before the sender is released (destructors run in
+    // reverse order): `pending` is the sender's, and goes with it.
+    struct TraceOnExit
+    {
+        const PendingHttpRequest& pending;
+        const int& status;
+        ~TraceOnExit() { trace(pending, status); }
+    };
 
     const QNetworkReply::NetworkError error = reply->error();
     const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    const TraceOnExit traced{*pending, status};
     tarsion::http_response& response = *pending->response;
     response.status = static_cast<std::uint32_t>(status);
     response.headers = {};

@@ -2,6 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <QJsonObject>
+#include <QRegularExpression>
+
+#include "Faults.h"
+
 namespace QuorvelEmulatorTest {
 namespace {
 
@@ -24,6 +29,26 @@ TEST(EmulatorOptions, DefaultsServeTheShippedDataOnAFreePort)
     EXPECT_EQ(options->token.lifetimeSeconds, 3600);
     EXPECT_TRUE(options->faults.isEmpty());
     EXPECT_FALSE(options->showHelp);
+}
+
+// The help is where a test writer learns the fault language: it must name
+// every kind the parser knows.
+TEST(EmulatorOptions, HelpDocumentsEveryFaultKind)
+{
+    const auto options = parse({"--help"});
+    ASSERT_TRUE(options.has_value()) << options.error().toStdString();
+    ASSERT_TRUE(options->showHelp);
+    EXPECT_TRUE(options->helpText.contains(QLatin1String("/_emulator/faults")));
+    const auto unknown = Fault::fromJson(QJsonObject{{QStringLiteral("kind"), QStringLiteral("?")}});
+    ASSERT_FALSE(unknown.has_value());
+    const QString error = unknown.error();
+    const QString list = error.mid(error.indexOf(QLatin1String("one of ")) + 7).chopped(1);
+    const QStringList kinds = list.split(QStringLiteral(", "));
+    ASSERT_GE(kinds.size(), 15) << error.toStdString();
+    const QString documented = options->helpText.section(QLatin1String("  kind "), 1).section(QLatin1String("  target"), 0, 0);
+    for (const QString& kind : kinds)
+        EXPECT_TRUE(documented.contains(QRegularExpression(QStringLiteral("\\b%1\\b").arg(kind))))
+            << kind.toStdString() << " is not in the help's list of kinds";
 }
 
 TEST(EmulatorOptions, ReadsEveryOption)

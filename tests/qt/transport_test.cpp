@@ -2,7 +2,9 @@
 // back, and how failures and redirects surface.
 #include <gmock/gmock.h>
 
+#include <QLoggingCategory>
 #include <QNetworkReply>
+#include <QScopeGuard>
 
 #include "transport_fixture.h"
 
@@ -166,6 +168,26 @@ TEST_F(TransportReply, RefusedConnectionGivesQtsNumberAndOneWarning)
     EXPECT_EQ(e.result, QNetworkReply::ConnectionRefusedError);
     EXPECT_EQ(log.count("QtHttpNetworkService: transport error"), 1);
     EXPECT_EQ(log.count("ConnectionRefusedError"), 1);
+}
+
+// With the category's debug level on, one line per exchange says what went
+// where, how it ended and how long it took; never who the URL's user was.
+TEST_F(TransportReply, EachExchangeWritesOneDebugLineWhenAsked)
+{
+    QLoggingCategory::setFilterRules(QStringLiteral("vyx.plugin.chat.debug=true"));
+    const auto restore = qScopeGuard([] { QLoggingCategory::setFilterRules(QString()); });
+    server.push({404, {}, "missing"});
+    LogCapture log;
+    const std::string plain = url("/x");
+    const std::string withUser = "http://someone:pw@" + plain.substr(7);
+    ASSERT_EQ(send("GET", withUser).result, 0);
+    ASSERT_EQ(log.messages().size(), 1) << log.messages().join('\n').toStdString();
+    const QString line = log.messages().front();
+    EXPECT_TRUE(line.startsWith(QStringLiteral("QtHttpNetworkService: GET %1 status 404 in ")
+                                    .arg(QString::fromStdString(plain))))
+        << line.toStdString();
+    EXPECT_TRUE(line.endsWith(QLatin1String(" ms"))) << line.toStdString();
+    EXPECT_FALSE(line.contains(QLatin1String("someone")) || line.contains(QLatin1String("pw@")));
 }
 
 TEST_F(TransportReply, UnsupportedSchemeIsATransportFailure)

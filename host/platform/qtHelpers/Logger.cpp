@@ -18,7 +18,9 @@ const QLoggingCategory& silent()
 
 const QLoggingCategory& chat()
 {
-    static const QLoggingCategory category("vyx.plugin.chat");
+    // Debug lines (one per exchange) only when asked for, through
+    // QT_LOGGING_RULES="vyx.plugin.chat.debug=true".
+    static const QLoggingCategory category("vyx.plugin.chat", QtInfoMsg);
     return category;
 }
 
