@@ -127,7 +127,7 @@ qint64 resetPeakAndReadRssKb()
 class FixedToken : public QuorvelSdk::IAuthTokenProvider
 {
 public:
-    explicit FixedToken(QByteArray token) : m_token(std::move(token)) { }
+    explicit FixedToken(QByteArray token) : m_token(std::move(token)) {}
     QByteArray accessToken() override { return m_token; }
     QByteArray refreshAccessToken() override { return m_token; }
 
@@ -292,7 +292,8 @@ public:
         QObject* target = &m_target;
         watcher->setFuture(QtConcurrent::run(&m_pool, [target] {
             QSemaphore answered;
-            QMetaObject::invokeMethod(target, [&answered] { answered.release(); }, Qt::QueuedConnection);
+            QMetaObject::invokeMethod(
+                target, [&answered] { answered.release(); }, Qt::QueuedConnection);
             answered.acquire();
             return 0;
         }));
@@ -440,7 +441,7 @@ struct ViewRefresh
 class ViewProbe
 {
 public:
-    explicit ViewProbe(QuorvelChat::DebugInfoWidget& widget) : m_widget(widget) { }
+    explicit ViewProbe(QuorvelChat::DebugInfoWidget& widget) : m_widget(widget) {}
 
     // Shows the widget and refreshes it once untimed, so that no row pays
     // for the first font lookup or the window's creation.
@@ -448,7 +449,8 @@ public:
     {
         m_widget.resize(900, 700);
         m_widget.show();
-        if (!spinUntil([&] { return m_widget.windowHandle() && m_widget.windowHandle()->isExposed(); }, 10000))
+        if (!spinUntil([&] { return m_widget.windowHandle() && m_widget.windowHandle()->isExposed(); },
+                       10000))
             return false;
         m_widget.refresh();
         // The status label is found by what refresh() puts in it: the view
@@ -564,7 +566,7 @@ int main(int argc, char** argv)
     }
     RawClient raw(emulator.baseUrl(), emulator.token());
     HandOffProbe handOffs;
-    Bench bench {emulator, *adapter, raw, handOffs};
+    Bench bench{emulator, *adapter, raw, handOffs};
 
     std::printf("# quorvel_chain_bench\n\n");
     std::printf("samples %d, adapter threads 4, emulator in a child process on 127.0.0.1\n\n", samples);
@@ -659,7 +661,7 @@ int main(int argc, char** argv)
             const char* shows;
             QByteArray fault;
             QString expectedStatus;
-            std::vector<double> gaps {}, shown {};
+            std::vector<double> gaps{}, shown{};
             qsizetype received = 0;
             bool refused = false;
         };
@@ -681,7 +683,8 @@ int main(int argc, char** argv)
                     if (row.refused)
                         continue;
                     if (!row.fault.isEmpty() && !emulator.fault(row.fault)) {
-                        std::fprintf(stderr, "quorvel_chain_bench: the emulator refused %s\n", row.fault.constData());
+                        std::fprintf(stderr, "quorvel_chain_bench: the emulator refused %s\n",
+                                     row.fault.constData());
                         row.refused = true;
                         ++bench.failures;
                         continue;

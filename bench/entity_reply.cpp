@@ -110,12 +110,12 @@ constexpr std::array<std::string_view, 8> kDescriptions = {
     R"(Short note.)",
 };
 
-constexpr std::array<std::string_view, 6> kPeople = {
-    R"(Zoë Schäfer)", R"(李伟)", R"(Fran\u00e7ois Dupont)", R"(Jürgen Müller)", R"(Ana O\u2019Brien)",
-    R"(Sam \"Sammy\" Lee)"};
-constexpr std::array<std::string_view, 5> kEmails = {
-    "j.mueller@example.de", "zoe.schaefer@example.com", "wang.fang@example.cn", "f.dupont@example.fr",
-    "support+tickets@example.org"};
+constexpr std::array<std::string_view, 6> kPeople = {R"(Zoë Schäfer)",          R"(李伟)",
+                                                     R"(Fran\u00e7ois Dupont)", R"(Jürgen Müller)",
+                                                     R"(Ana O\u2019Brien)",     R"(Sam \"Sammy\" Lee)"};
+constexpr std::array<std::string_view, 5> kEmails = {"j.mueller@example.de", "zoe.schaefer@example.com",
+                                                     "wang.fang@example.cn", "f.dupont@example.fr",
+                                                     "support+tickets@example.org"};
 
 // An option of an enumerated attribute: its code and its label per locale.
 struct option
@@ -157,9 +157,9 @@ enum class attribute
 constexpr std::size_t kAttributeCount = 11;
 // Every attribute after the first (title or display name) is drawn from these.
 constexpr std::array<attribute, kAttributeCount - 2> kOptionalAttributes = {
-    attribute::description,   attribute::priority, attribute::category,
+    attribute::description,     attribute::priority, attribute::category,
     attribute::default_channel, attribute::due_date, attribute::contact_email,
-    attribute::website,       attribute::amount,   attribute::assignee,
+    attribute::website,         attribute::amount,   attribute::assignee,
 };
 
 struct attribute_info

@@ -21,8 +21,7 @@ void BM_ReadEntities(benchmark::State& state)
     const std::string reply = quorvel_bench::make_entity_list_reply(count);
     const auto check = BusinessEntitiesQueryApi::entities_from(reply);
     if (!check || check->size() != count) {
-        std::fprintf(stderr, "quorvel_bench: the generated reply does not read into %zu entities\n",
-                     count);
+        std::fprintf(stderr, "quorvel_bench: the generated reply does not read into %zu entities\n", count);
         std::abort();
     }
     for (auto _ : state) {

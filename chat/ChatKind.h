@@ -6,7 +6,8 @@
 namespace QuorvelChat {
 
 // What a chat hangs on.
-enum class ChatKind : qint32 {
+enum class ChatKind : qint32
+{
     Unknown = 0,
     BusinessTicket = 1,
     Subject = 2,

@@ -34,9 +34,8 @@ bool equals(const std::optional<T>& field, const std::string& text)
 
 } // namespace
 
-DutyChannelChatResolver::DutyChannelChatResolver(std::shared_ptr<tarsion::tenant> sdkTenant,
-                                                 quint32 kind, QString chatLocale,
-                                                 EntityDumper dumper)
+DutyChannelChatResolver::DutyChannelChatResolver(std::shared_ptr<tarsion::tenant> sdkTenant, quint32 kind,
+                                                 QString chatLocale, EntityDumper dumper)
     : tenant(std::move(sdkTenant))
     , principalKind(kind)
     , locale(std::move(chatLocale))
@@ -80,8 +79,8 @@ QString ticketTitle(const EntityDto& entity, const std::string& locale)
     if (attribute == values.end() || !attribute->valueLocales)
         return {};
     const auto& localized = *attribute->valueLocales;
-    const auto entry = std::ranges::find_if(
-        localized, [&](const ValueLocaleDto& l) { return equals(l.key, locale); });
+    const auto entry =
+        std::ranges::find_if(localized, [&](const ValueLocaleDto& l) { return equals(l.key, locale); });
     if (entry == localized.end())
         return {};
     if (entry->display && !entry->display->empty())

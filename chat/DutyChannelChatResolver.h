@@ -11,7 +11,7 @@
 namespace tarsion {
 class tenant;
 struct error;
-}
+} // namespace tarsion
 
 namespace QuorvelChat {
 
@@ -24,8 +24,8 @@ class DutyChannelChatResolver final : public IChatResolver
 public:
     // principalKind 1 is a customer, whose endpoint is not built; `dump`
     // renders the entity into Chat::rawDump (left empty without one).
-    DutyChannelChatResolver(std::shared_ptr<tarsion::tenant> tenant, quint32 principalKind,
-                            QString locale, EntityDumper dump = {});
+    DutyChannelChatResolver(std::shared_ptr<tarsion::tenant> tenant, quint32 principalKind, QString locale,
+                            EntityDumper dump = {});
 
     Result<Chat> resolve() override;
 

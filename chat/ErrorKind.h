@@ -7,7 +7,8 @@ namespace QuorvelChat {
 
 // The numbers are part of the contract: Unknown is last, not first, and is
 // still what a default error carries.
-enum class ErrorKind : qint32 {
+enum class ErrorKind : qint32
+{
     Network = 0,
     Auth = 1,
     NotFound = 2,

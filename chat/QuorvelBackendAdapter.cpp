@@ -7,8 +7,7 @@
 
 namespace QuorvelChat {
 
-QuorvelBackendAdapter::QuorvelBackendAdapter(std::shared_ptr<tarsion::tenant> sdkTenant,
-                                             quint32 kind,
+QuorvelBackendAdapter::QuorvelBackendAdapter(std::shared_ptr<tarsion::tenant> sdkTenant, quint32 kind,
                                              std::unique_ptr<IChatResolver> chatResolver,
                                              qint32 maxThreadCount)
     : tenant(std::move(sdkTenant))
@@ -31,9 +30,9 @@ QFuture<Result<Chat>> QuorvelBackendAdapter::resolveChat()
     IChatResolver* r = resolver.get();
     return QtConcurrent::run(pool.get(), [r]() -> Result<Chat> {
         if (r == nullptr)
-            return Error{ErrorKind::Validation,
-                         QStringLiteral("QuorvelBackendAdapter::resolveChat \u2014 no IChatResolver installed"),
-                         -1};
+            return Error{
+                ErrorKind::Validation,
+                QStringLiteral("QuorvelBackendAdapter::resolveChat \u2014 no IChatResolver installed"), -1};
         return r->resolve();
     });
 }
@@ -75,7 +74,8 @@ QFuture<Result<Attachment>> QuorvelBackendAdapter::uploadAttachment(const Attach
     return notBuilt<Attachment>("uploadAttachment", request);
 }
 
-QFuture<Result<Attachment>> QuorvelBackendAdapter::downloadAttachment(const AttachmentDownloadRequest& request)
+QFuture<Result<Attachment>>
+QuorvelBackendAdapter::downloadAttachment(const AttachmentDownloadRequest& request)
 {
     return notBuilt<Attachment>("downloadAttachment", request);
 }

@@ -43,10 +43,26 @@ public:
 
     // Assigning the alternative already held assigns in place; the other
     // alternative is destroyed first.
-    Result& operator=(const T& value) { m_held = value; return *this; }
-    Result& operator=(T&& value) { m_held = std::move(value); return *this; }
-    Result& operator=(const Error& error) { m_held = error; return *this; }
-    Result& operator=(Error&& error) { m_held = std::move(error); return *this; }
+    Result& operator=(const T& value)
+    {
+        m_held = value;
+        return *this;
+    }
+    Result& operator=(T&& value)
+    {
+        m_held = std::move(value);
+        return *this;
+    }
+    Result& operator=(const Error& error)
+    {
+        m_held = error;
+        return *this;
+    }
+    Result& operator=(Error&& error)
+    {
+        m_held = std::move(error);
+        return *this;
+    }
 
     bool hasValue() const noexcept { return m_held.index() == 0; }
     // Reading the alternative not held throws std::bad_variant_access.

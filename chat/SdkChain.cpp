@@ -40,11 +40,10 @@ std::unique_ptr<SdkAdapter> buildSdkChain(const SdkChainSettings& settings)
     auto tenant = std::make_shared<tarsion::tenant>(std::move(base), std::move(tokens));
     tenant->sleep = [cancellation](std::uint32_t seconds) { cancellation->sleep(seconds); };
 
-    auto resolver = std::make_unique<DutyChannelChatResolver>(
-        tenant, settings.principalKind, QStringLiteral("EN_US"), settings.dumpEntity);
+    auto resolver = std::make_unique<DutyChannelChatResolver>(tenant, settings.principalKind,
+                                                              QStringLiteral("EN_US"), settings.dumpEntity);
     auto backend = std::make_unique<QuorvelBackendAdapter>(
-        std::move(tenant), settings.principalKind, std::move(resolver),
-        qint32(settings.adapterThreads));
+        std::move(tenant), settings.principalKind, std::move(resolver), qint32(settings.adapterThreads));
     auto adapter = std::make_unique<SdkAdapter>(std::move(backend));
     adapter->setCanceller([cancellation] { cancellation->cancel(); });
     return adapter;

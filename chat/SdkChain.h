@@ -10,7 +10,7 @@
 namespace QuorvelSdk {
 class IAuthTokenProvider;
 class QtHttpNetworkService;
-}
+} // namespace QuorvelSdk
 
 namespace QuorvelChat {
 

@@ -16,8 +16,8 @@ namespace {
 
 bool isUuid(const QJsonValue& value)
 {
-    static const QRegularExpression shape(QStringLiteral(
-        "^[0-9a-fA-F]{8}-[0-9a-fA-F]{4}-[0-9a-fA-F]{4}-[0-9a-fA-F]{4}-[0-9a-fA-F]{12}$"));
+    static const QRegularExpression shape(
+        QStringLiteral("^[0-9a-fA-F]{8}-[0-9a-fA-F]{4}-[0-9a-fA-F]{4}-[0-9a-fA-F]{4}-[0-9a-fA-F]{12}$"));
     return value.isString() && shape.match(value.toString()).hasMatch();
 }
 
@@ -99,8 +99,7 @@ std::expected<DataStore, QString> DataStore::loadDirectory(const QString& direct
         return std::unexpected(QStringLiteral("data folder %1 does not exist").arg(directory));
 
     DataStore store;
-    const QFileInfoList files =
-        dir.entryInfoList({QStringLiteral("*.json")}, QDir::Files, QDir::Name);
+    const QFileInfoList files = dir.entryInfoList({QStringLiteral("*.json")}, QDir::Files, QDir::Name);
     for (const QFileInfo& info : files) {
         QFile file(info.absoluteFilePath());
         if (!file.open(QIODevice::ReadOnly))

@@ -29,29 +29,28 @@ std::expected<EmulatorOptions, QString> parseEmulatorOptions(const QStringList& 
     options.dataDirectory = QStringLiteral(QUORVEL_EMULATOR_DATA_DIR);
 
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral(
-        "Local emulator of the business-entity service, on 127.0.0.1 only.\n"
-        "Admin endpoints: POST/GET/DELETE /_emulator/faults, GET /_emulator/stats,\n"
-        "GET /_emulator/tokens, POST /_emulator/expire-tokens, POST /_emulator/reset."));
+    parser.setApplicationDescription(
+        QStringLiteral("Local emulator of the business-entity service, on 127.0.0.1 only.\n"
+                       "Admin endpoints: POST/GET/DELETE /_emulator/faults, GET /_emulator/stats,\n"
+                       "GET /_emulator/tokens, POST /_emulator/expire-tokens, POST /_emulator/reset."));
     const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
                                   QStringLiteral("Show this help."));
     const QCommandLineOption port(QStringLiteral("port"),
                                   QStringLiteral("Port on 127.0.0.1; 0 picks a free one (default)."),
                                   QStringLiteral("N"), QStringLiteral("0"));
-    const QCommandLineOption data(QStringLiteral("data"),
-                                  QStringLiteral("Folder of <businessId>.json files (default: %1).")
-                                      .arg(options.dataDirectory),
-                                  QStringLiteral("DIR"), options.dataDirectory);
+    const QCommandLineOption data(
+        QStringLiteral("data"),
+        QStringLiteral("Folder of <businessId>.json files (default: %1).").arg(options.dataDirectory),
+        QStringLiteral("DIR"), options.dataDirectory);
     const QCommandLineOption clientId(QStringLiteral("client-id"),
                                       QStringLiteral("Client id the token endpoint accepts."),
                                       QStringLiteral("ID"), options.token.clientId);
     const QCommandLineOption clientSecret(QStringLiteral("client-secret"),
                                           QStringLiteral("Client secret the token endpoint accepts."),
                                           QStringLiteral("SECRET"), options.token.clientSecret);
-    const QCommandLineOption lifetime(QStringLiteral("token-lifetime"),
-                                      QStringLiteral("Lifetime of issued tokens in seconds."),
-                                      QStringLiteral("SECONDS"),
-                                      QString::number(options.token.lifetimeSeconds));
+    const QCommandLineOption lifetime(
+        QStringLiteral("token-lifetime"), QStringLiteral("Lifetime of issued tokens in seconds."),
+        QStringLiteral("SECONDS"), QString::number(options.token.lifetimeSeconds));
     const QCommandLineOption fault(QStringLiteral("fault"),
                                    QStringLiteral("Queue a fault, as the JSON the admin endpoint "
                                                   "takes (repeatable)."),

@@ -25,8 +25,8 @@ const QByteArray kBearerChallenge = QByteArrayLiteral("Bearer realm=\"quorvel-em
 
 HttpReply methodNotAllowed(const QByteArray& allowed)
 {
-    return HttpReply::message(405, QStringLiteral("Method not allowed; use %1")
-                                       .arg(QString::fromLatin1(allowed)))
+    return HttpReply::message(405,
+                              QStringLiteral("Method not allowed; use %1").arg(QString::fromLatin1(allowed)))
         .withHeader("Allow", allowed);
 }
 
@@ -56,7 +56,7 @@ QByteArray bearerToken(const QHttpServerRequest& request)
 bool replacesReply(FaultKind kind)
 {
     return kind == FaultKind::Status || kind == FaultKind::NonJson || kind == FaultKind::Flood
-        || kind == FaultKind::HeaderLine;
+           || kind == FaultKind::HeaderLine;
 }
 
 } // namespace
@@ -97,8 +97,7 @@ bool EmulatorServer::handleRequest(const QHttpServerRequest& request, QTcpSocket
                                                        : PlannedReply{methodNotAllowed("POST"), {}};
         } else if (const auto match = queryPath.match(path); match.hasMatch()) {
             ++m_stats.queries;
-            const QString businessId =
-                QUrl::fromPercentEncoding(match.captured(1).toLatin1());
+            const QString businessId = QUrl::fromPercentEncoding(match.captured(1).toLatin1());
             planned = request.method() == Method::Post ? handleQuery(request, businessId)
                                                        : PlannedReply{methodNotAllowed("POST"), {}};
         } else if (path.startsWith(QLatin1String("/_emulator/"))) {
@@ -109,9 +108,10 @@ bool EmulatorServer::handleRequest(const QHttpServerRequest& request, QTcpSocket
     } catch (const std::exception& error) {
         // A request must never take the emulator down; a test sees a 500 and
         // the reason instead.
-        planned = PlannedReply{HttpReply::message(500, QStringLiteral("Emulator failure: %1")
-                                                           .arg(QString::fromLocal8Bit(error.what()))),
-                               {}};
+        planned = PlannedReply{
+            HttpReply::message(
+                500, QStringLiteral("Emulator failure: %1").arg(QString::fromLocal8Bit(error.what()))),
+            {}};
     }
     deliverReply(this, makeResponder(request, socket), std::move(planned.reply), planned.delivery);
     return true;
@@ -161,11 +161,10 @@ HttpReply EmulatorServer::answerQuery(const QHttpServerRequest& request, const Q
             .withHeader("WWW-Authenticate", kBearerChallenge + ", error=\"invalid_token\"");
     case TokenStore::Check::Expired:
         return HttpReply::message(401, QStringLiteral("Access token expired"))
-            .withHeader("WWW-Authenticate",
-                        kBearerChallenge + ", error=\"invalid_token\", "
-                                           "error_description=\"The access token expired\"");
-    case TokenStore::Check::Valid:
-        break;
+            .withHeader("WWW-Authenticate", kBearerChallenge
+                                                + ", error=\"invalid_token\", "
+                                                  "error_description=\"The access token expired\"");
+    case TokenStore::Check::Valid: break;
     }
 
     const QList<QJsonObject>* entities = m_data.business(businessId);

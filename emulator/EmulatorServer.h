@@ -39,8 +39,8 @@ struct EmulatorStats
 class EmulatorServer : public QAbstractHttpServer
 {
 public:
-    EmulatorServer(DataStore data, TokenSettings tokenSettings,
-                   TokenStore::Clock clock = {}, QObject* parent = nullptr);
+    EmulatorServer(DataStore data, TokenSettings tokenSettings, TokenStore::Clock clock = {},
+                   QObject* parent = nullptr);
 
     // Binds 127.0.0.1 only; 0 picks a free port. Returns the port, 0 on failure.
     quint16 start(quint16 port = 0);

@@ -72,12 +72,10 @@ std::expected<AttributeFilter, QString> parseFilter(const QJsonValue& value, con
     if (!take(readString(object, u"attributeKey", childPath(path, u"attributeKey")), key, error)
         || !take(readString(object, u"operator", childPath(path, u"operator")), op, error)
         || !take(readString(object, u"value", childPath(path, u"value")), text, error)
-        || !take(readString(object, u"valueExpression", childPath(path, u"valueExpression")),
-                 expression, error)
-        || !takeOr(readBool(object, u"ignoreCase", childPath(path, u"ignoreCase")),
-                   filter.ignoreCase, error)
-        || !take(readStringList(object, u"locales", childPath(path, u"locales")), filter.locales,
-                 error)) {
+        || !take(readString(object, u"valueExpression", childPath(path, u"valueExpression")), expression,
+                 error)
+        || !takeOr(readBool(object, u"ignoreCase", childPath(path, u"ignoreCase")), filter.ignoreCase, error)
+        || !take(readStringList(object, u"locales", childPath(path, u"locales")), filter.locales, error)) {
         return std::unexpected(error);
     }
 
@@ -121,8 +119,7 @@ std::expected<EntitiesOptions, QString> parseOptions(const QJsonObject& object)
                    options.includeLocalization, error)
         // No entity in the data is sealed, so the flag changes nothing; it is
         // still type-checked like the others.
-        || !takeOr(readBool(object, u"includeSealed", childPath(path, u"includeSealed")), sealed,
-                   error)) {
+        || !takeOr(readBool(object, u"includeSealed", childPath(path, u"includeSealed")), sealed, error)) {
         return std::unexpected(error);
     }
     return options;
@@ -170,12 +167,11 @@ std::expected<EntityQuery, QString> parseEntityQuery(const QByteArray& body)
     std::optional<QString> ignoredText;
     if (!take(readStringList(object, u"entitiesByEntityTypeKeys", QStringLiteral("entitiesByEntityTypeKeys")),
               query.entityTypeKeys, error)
-        || !take(readStringList(object, u"entitiesByIds", QStringLiteral("entitiesByIds")), query.ids,
-                 error)
+        || !take(readStringList(object, u"entitiesByIds", QStringLiteral("entitiesByIds")), query.ids, error)
         || !take(readStringList(object, u"entitiesByStateKeys", QStringLiteral("entitiesByStateKeys")),
                  query.stateKeys, error)
-        || !take(readBool(object, u"entitiesByIsDraft", QStringLiteral("entitiesByIsDraft")),
-                 query.isDraft, error)
+        || !take(readBool(object, u"entitiesByIsDraft", QStringLiteral("entitiesByIsDraft")), query.isDraft,
+                 error)
         // The data has no type hierarchy, so with or without inheritance a
         // type key selects the same entities.
         || !take(readBool(object, u"entitiesByEntityTypesWithInheritance",
@@ -188,8 +184,8 @@ std::expected<EntityQuery, QString> parseEntityQuery(const QByteArray& body)
     }
 
     if (query.ids) {
-        static const QRegularExpression uuid(QStringLiteral(
-            "^[0-9a-fA-F]{8}-[0-9a-fA-F]{4}-[0-9a-fA-F]{4}-[0-9a-fA-F]{4}-[0-9a-fA-F]{12}$"));
+        static const QRegularExpression uuid(
+            QStringLiteral("^[0-9a-fA-F]{8}-[0-9a-fA-F]{4}-[0-9a-fA-F]{4}-[0-9a-fA-F]{4}-[0-9a-fA-F]{12}$"));
         for (QString& id : *query.ids) {
             if (!uuid.match(id).hasMatch())
                 return std::unexpected(QStringLiteral("'entitiesByIds': '%1' is not a UUID").arg(id));
@@ -202,16 +198,14 @@ std::expected<EntityQuery, QString> parseEntityQuery(const QByteArray& body)
             return std::unexpected(QStringLiteral("'entitiesByAttributeValues' must be an array"));
         const QJsonArray list = filters->toArray();
         for (qsizetype i = 0; i < list.size(); ++i) {
-            auto filter =
-                parseFilter(list.at(i), QStringLiteral("entitiesByAttributeValues[%1]").arg(i));
+            auto filter = parseFilter(list.at(i), QStringLiteral("entitiesByAttributeValues[%1]").arg(i));
             if (!filter)
                 return std::unexpected(filter.error());
             query.attributeFilters.append(std::move(*filter));
         }
     }
 
-    const auto optionsObject =
-        readObject(object, u"entitiesOptions", QStringLiteral("entitiesOptions"));
+    const auto optionsObject = readObject(object, u"entitiesOptions", QStringLiteral("entitiesOptions"));
     if (!optionsObject)
         return std::unexpected(optionsObject.error());
     if (*optionsObject) {

@@ -34,7 +34,8 @@ QJsonObject shapeAttribute(QJsonObject attribute, const EntitiesOptions& options
     if (!options.includeLocalization)
         attribute.remove(kLocalization);
     else if (attribute.value(kLocalization).isObject())
-        attribute.insert(kLocalization, shapeLocalization(attribute.value(kLocalization).toObject(), options));
+        attribute.insert(kLocalization,
+                         shapeLocalization(attribute.value(kLocalization).toObject(), options));
     return attribute;
 }
 

@@ -103,31 +103,23 @@ std::optional<Range> bytesRange(FaultKind kind)
     switch (kind) {
     case FaultKind::Close:
     case FaultKind::Truncate:
-    case FaultKind::Stall:
-        return Range{0, INT_MAX};
+    case FaultKind::Stall: return Range{0, INT_MAX};
     case FaultKind::Large:
     case FaultKind::Status:
-    case FaultKind::NonJson:
-        return Range{1, kMaxLargeBytes};
-    case FaultKind::Title:
-        return Range{1, kMaxTitleBytes};
+    case FaultKind::NonJson: return Range{1, kMaxLargeBytes};
+    case FaultKind::Title: return Range{1, kMaxTitleBytes};
     case FaultKind::Flood:
-    case FaultKind::HeaderLine:
-        return Range{1, kMaxStreamBytes};
-    default:
-        return std::nullopt;
+    case FaultKind::HeaderLine: return Range{1, kMaxStreamBytes};
+    default: return std::nullopt;
     }
 }
 
 std::optional<Range> countRange(FaultKind kind)
 {
     switch (kind) {
-    case FaultKind::Large:
-        return Range{1, kMaxLargeCount};
-    case FaultKind::Headers:
-        return Range{1, kMaxFillerHeaders};
-    default:
-        return std::nullopt;
+    case FaultKind::Large: return Range{1, kMaxLargeCount};
+    case FaultKind::Headers: return Range{1, kMaxFillerHeaders};
+    default: return std::nullopt;
     }
 }
 
@@ -254,8 +246,8 @@ HttpReply retitle(const Fault& fault, HttpReply normal)
     const QJsonDocument document = QJsonDocument::fromJson(normal.body);
     if (!document.isArray())
         return normal;
-    const QString title = QString::fromUtf8(
-        fault.bytes ? repeatedToCharacter(*fault.body, *fault.bytes) : *fault.body);
+    const QString title =
+        QString::fromUtf8(fault.bytes ? repeatedToCharacter(*fault.body, *fault.bytes) : *fault.body);
     QJsonArray entities = document.array();
     for (qsizetype i = 0; i < entities.size(); ++i)
         entities.replace(i, retitledEntity(entities.at(i).toObject(), title));
@@ -274,10 +266,10 @@ QByteArray faultBody(const Fault& fault)
 std::expected<Fault, QString> Fault::fromJson(const QJsonObject& object)
 {
     static const QSet<QString> known{
-        QStringLiteral("kind"),   QStringLiteral("target"),  QStringLiteral("times"),
-        QStringLiteral("after"),  QStringLiteral("delayMs"), QStringLiteral("retryAfter"),
-        QStringLiteral("status"), QStringLiteral("body"),    QStringLiteral("contentType"),
-        QStringLiteral("bytes"),  QStringLiteral("count"),   QStringLiteral("depth"),
+        QStringLiteral("kind"),     QStringLiteral("target"),  QStringLiteral("times"),
+        QStringLiteral("after"),    QStringLiteral("delayMs"), QStringLiteral("retryAfter"),
+        QStringLiteral("status"),   QStringLiteral("body"),    QStringLiteral("contentType"),
+        QStringLiteral("bytes"),    QStringLiteral("count"),   QStringLiteral("depth"),
         QStringLiteral("location"),
     };
     // A misspelt member would otherwise quietly give a different fault.
@@ -308,9 +300,9 @@ std::expected<Fault, QString> Fault::fromJson(const QJsonObject& object)
     else if (*target && **target != QLatin1String("query"))
         return std::unexpected(QStringLiteral("fault 'target' must be \"query\" or \"token\""));
     if (fault.target == FaultTarget::Token
-        && !isOneOf(fault.kind, {FaultKind::Status, FaultKind::Delay, FaultKind::Stall,
-                                 FaultKind::NonJson, FaultKind::Close, FaultKind::Truncate,
-                                 FaultKind::Flood, FaultKind::Headers, FaultKind::HeaderLine})) {
+        && !isOneOf(fault.kind, {FaultKind::Status, FaultKind::Delay, FaultKind::Stall, FaultKind::NonJson,
+                                 FaultKind::Close, FaultKind::Truncate, FaultKind::Flood, FaultKind::Headers,
+                                 FaultKind::HeaderLine})) {
         return std::unexpected(QStringLiteral("fault kind '%1' does not apply to the token endpoint")
                                    .arg(QLatin1String(kindName(fault.kind))));
     }
@@ -333,8 +325,8 @@ std::expected<Fault, QString> Fault::fromJson(const QJsonObject& object)
     if (!delay)
         return std::unexpected(delay.error());
     if (!*delay && isOneOf(fault.kind, {FaultKind::Delay, FaultKind::Stall}))
-        return std::unexpected(QStringLiteral("fault kind '%1' needs 'delayMs'")
-                                   .arg(QLatin1String(kindName(fault.kind))));
+        return std::unexpected(
+            QStringLiteral("fault kind '%1' needs 'delayMs'").arg(QLatin1String(kindName(fault.kind))));
     fault.delayMs = int(delay->value_or(0));
 
     const auto retryAfter = readString(object, u"retryAfter", QStringLiteral("retryAfter"));
@@ -420,8 +412,9 @@ std::expected<QList<Fault>, QString> Fault::listFromJson(const QByteArray& json)
     QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(json, &error);
     if (error.error != QJsonParseError::NoError) {
-        return std::unexpected(
-            QStringLiteral("fault is not valid JSON: %1 at offset %2").arg(error.errorString()).arg(error.offset));
+        return std::unexpected(QStringLiteral("fault is not valid JSON: %1 at offset %2")
+                                   .arg(error.errorString())
+                                   .arg(error.offset));
     }
     QJsonArray items;
     if (document.isObject())
@@ -447,7 +440,8 @@ QJsonObject Fault::toJson() const
 {
     QJsonObject object{
         {QStringLiteral("kind"), QLatin1String(kindName(kind))},
-        {QStringLiteral("target"), target == FaultTarget::Token ? QStringLiteral("token") : QStringLiteral("query")},
+        {QStringLiteral("target"),
+         target == FaultTarget::Token ? QStringLiteral("token") : QStringLiteral("query")},
         {QStringLiteral("times"), times},
     };
     if (after > 0)
@@ -525,14 +519,19 @@ PlannedReply applyFault(const Fault& fault, HttpReply normal)
                                                       ? QByteArrayLiteral("text/plain; charset=utf-8")
                                                       : fault.contentType});
         } else {
-            reply = HttpReply::message(fault.status, QStringLiteral("Injected fault: HTTP %1").arg(fault.status));
+            reply =
+                HttpReply::message(fault.status, QStringLiteral("Injected fault: HTTP %1").arg(fault.status));
         }
         break;
     case FaultKind::NonJson:
-        reply = HttpReply{fault.status, {}, fault.body ? faultBody(fault) : QByteArrayLiteral(
-            "<!DOCTYPE html><html><head><title>Service unavailable</title></head>"
-            "<body><h1>Service unavailable</h1><p>The gateway could not reach the service.</p>"
-            "</body></html>")};
+        reply = HttpReply{
+            fault.status,
+            {},
+            fault.body ? faultBody(fault)
+                       : QByteArrayLiteral(
+                           "<!DOCTYPE html><html><head><title>Service unavailable</title></head>"
+                           "<body><h1>Service unavailable</h1><p>The gateway could not reach the service.</p>"
+                           "</body></html>")};
         reply.headers.append({"Content-Type", fault.contentType.isEmpty()
                                                   ? QByteArrayLiteral("text/html; charset=utf-8")
                                                   : fault.contentType});
@@ -550,7 +549,8 @@ PlannedReply applyFault(const Fault& fault, HttpReply normal)
             reply = enlarge(fault, std::move(reply));
         break;
     case FaultKind::Nested:
-        reply = HttpReply{200, {{"Content-Type", "application/json"}},
+        reply = HttpReply{200,
+                          {{"Content-Type", "application/json"}},
                           QByteArray(fault.depth, '[') + QByteArray(fault.depth, ']')};
         break;
     case FaultKind::InvalidUtf8:
@@ -561,8 +561,8 @@ PlannedReply applyFault(const Fault& fault, HttpReply normal)
     case FaultKind::Truncate:
     case FaultKind::Stall:
         delivery.cut = fault.kind == FaultKind::Close      ? Delivery::Cut::Close
-                     : fault.kind == FaultKind::Truncate ? Delivery::Cut::Truncate
-                                                          : Delivery::Cut::Stall;
+                       : fault.kind == FaultKind::Truncate ? Delivery::Cut::Truncate
+                                                           : Delivery::Cut::Stall;
         delivery.cutAt = fault.bytes.value_or(reply.body.size() / 2);
         delivery.stallMs = fault.delayMs;
         break;
@@ -574,8 +574,8 @@ PlannedReply applyFault(const Fault& fault, HttpReply normal)
     case FaultKind::HeaderLine:
         reply = fault.kind == FaultKind::Flood ? HttpReply{200, {{"Content-Type", "application/json"}}, {}}
                                                : HttpReply{200, {}, {}};
-        delivery.stream = fault.kind == FaultKind::Flood ? Delivery::Stream::Flood
-                                                         : Delivery::Stream::HeaderLine;
+        delivery.stream =
+            fault.kind == FaultKind::Flood ? Delivery::Stream::Flood : Delivery::Stream::HeaderLine;
         delivery.streamBytes = fault.bytes;
         break;
     case FaultKind::Headers:
@@ -583,8 +583,7 @@ PlannedReply applyFault(const Fault& fault, HttpReply normal)
             reply.headers.append({"X-Filler-" + QByteArray::number(i), QByteArray::number(i)});
         break;
     case FaultKind::Delay:
-    case FaultKind::ExpireToken:
-        break;
+    case FaultKind::ExpireToken: break;
     }
 
     if (fault.retryAfter)

@@ -18,7 +18,8 @@ namespace QuorvelEmulator {
 // target, described in JSON, the same from the admin endpoint and from the
 // command line. The language is in fault-language.txt, which `--help`
 // prints.
-enum class FaultKind {
+enum class FaultKind
+{
     Status,
     Delay,
     Stall,
@@ -36,7 +37,11 @@ enum class FaultKind {
     HeaderLine,
 };
 
-enum class FaultTarget { Query, Token };
+enum class FaultTarget
+{
+    Query,
+    Token
+};
 
 struct Fault
 {

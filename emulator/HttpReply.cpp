@@ -12,14 +12,14 @@ const QByteArray kJsonType = QByteArrayLiteral("application/json");
 
 HttpReply HttpReply::json(int status, const QJsonObject& object)
 {
-    return HttpReply{status, {{"Content-Type", kJsonType}},
-                     QJsonDocument(object).toJson(QJsonDocument::Compact)};
+    return HttpReply{
+        status, {{"Content-Type", kJsonType}}, QJsonDocument(object).toJson(QJsonDocument::Compact)};
 }
 
 HttpReply HttpReply::json(int status, const QJsonArray& array)
 {
-    return HttpReply{status, {{"Content-Type", kJsonType}},
-                     QJsonDocument(array).toJson(QJsonDocument::Compact)};
+    return HttpReply{
+        status, {{"Content-Type", kJsonType}}, QJsonDocument(array).toJson(QJsonDocument::Compact)};
 }
 
 HttpReply HttpReply::message(int status, const QString& text)

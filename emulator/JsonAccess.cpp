@@ -100,8 +100,8 @@ Read<QJsonObject> readObject(const QJsonObject& object, QStringView key, const Q
     return value->toObject();
 }
 
-Read<qint64> readInteger(const QJsonObject& object, QStringView key, const QString& path,
-                         qint64 min, qint64 max)
+Read<qint64> readInteger(const QJsonObject& object, QStringView key, const QString& path, qint64 min,
+                         qint64 max)
 {
     const auto value = member(object, key);
     if (!value)

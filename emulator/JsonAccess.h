@@ -27,8 +27,8 @@ Read<QStringList> readStringList(const QJsonObject& object, QStringView key, con
 Read<QJsonObject> readObject(const QJsonObject& object, QStringView key, const QString& path);
 // Whole numbers in [min, max] only: JSON numbers are doubles, and a 1e300
 // or a 2.5 must not be cast into some arbitrary integer.
-Read<qint64> readInteger(const QJsonObject& object, QStringView key, const QString& path,
-                         qint64 min, qint64 max);
+Read<qint64> readInteger(const QJsonObject& object, QStringView key, const QString& path, qint64 min,
+                         qint64 max);
 
 // Appends ".key" to a path, or starts one.
 QString childPath(const QString& path, QStringView key);

@@ -9,9 +9,9 @@ namespace {
 bool equalsFilterValue(const QJsonValue& candidate, const AttributeFilter& filter)
 {
     return candidate.isString()
-        && candidate.toString().compare(filter.value, filter.ignoreCase ? Qt::CaseInsensitive
-                                                                        : Qt::CaseSensitive)
-            == 0;
+           && candidate.toString().compare(filter.value,
+                                           filter.ignoreCase ? Qt::CaseInsensitive : Qt::CaseSensitive)
+                  == 0;
 }
 
 bool matchesAttributeValue(const QJsonObject& attribute, const AttributeFilter& filter)

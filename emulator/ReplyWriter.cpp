@@ -17,14 +17,36 @@ namespace {
 bool responderKnows(int status)
 {
     switch (status) {
-    case 200: case 201: case 202: case 204:
-    case 301: case 302: case 303: case 304: case 307: case 308:
-    case 400: case 401: case 403: case 404: case 405: case 406: case 408: case 409:
-    case 410: case 411: case 413: case 415: case 422: case 429:
-    case 500: case 501: case 502: case 503: case 504:
-        return true;
-    default:
-        return false;
+    case 200:
+    case 201:
+    case 202:
+    case 204:
+    case 301:
+    case 302:
+    case 303:
+    case 304:
+    case 307:
+    case 308:
+    case 400:
+    case 401:
+    case 403:
+    case 404:
+    case 405:
+    case 406:
+    case 408:
+    case 409:
+    case 410:
+    case 411:
+    case 413:
+    case 415:
+    case 422:
+    case 429:
+    case 500:
+    case 501:
+    case 502:
+    case 503:
+    case 504: return true;
+    default: return false;
     }
 }
 
@@ -69,7 +91,7 @@ constexpr qint64 kRefillBelow = 2 * kPieceBytes;
 struct StreamPlan
 {
     QByteArray opening; // the first body bytes, counted in `total`
-    QByteArray filler;  // one piece, sent over and over
+    QByteArray filler; // one piece, sent over and over
     qint64 total = 0;
     bool chunked = false;
     bool closeWhenDone = false;
@@ -216,8 +238,7 @@ void writeNow(QObject* context, const std::shared_ptr<QHttpServerResponder>& res
 
 } // namespace
 
-void deliverReply(QObject* context, QHttpServerResponder&& responder, HttpReply reply,
-                  Delivery delivery)
+void deliverReply(QObject* context, QHttpServerResponder&& responder, HttpReply reply, Delivery delivery)
 {
     // The responder must outlive this call when the reply is held back; the
     // socket may not (the client can give up), hence the guarded pointer.

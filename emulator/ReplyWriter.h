@@ -20,11 +20,12 @@ constexpr qint64 kMaxStreamBytes = 4LL * 1024 * 1024 * 1024;
 // must see them exactly as a flaky network would show them.
 struct Delivery
 {
-    enum class Cut {
-        None,     // the whole reply
-        Close,    // `cutAt` body bytes, then the connection is dropped at once
+    enum class Cut
+    {
+        None, // the whole reply
+        Close, // `cutAt` body bytes, then the connection is dropped at once
         Truncate, // Content-Length promises more than the `cutAt` bytes sent, then a close
-        Stall,    // `cutAt` body bytes, a pause of `stallMs`, then the rest
+        Stall, // `cutAt` body bytes, a pause of `stallMs`, then the rest
     };
 
     // Before the first byte of the reply, without holding up other requests.
@@ -35,10 +36,11 @@ struct Delivery
 
     // Replies too big to hold, written piece by piece only as fast as the
     // client takes them in. `reply` gives the status and headers.
-    enum class Stream {
+    enum class Stream
+    {
         None,
-        Flood,      // "[" and JSON filler: `streamBytes` under a Content-Length,
-                    // or endless chunks when there is no `streamBytes`
+        Flood, // "[" and JSON filler: `streamBytes` under a Content-Length,
+               // or endless chunks when there is no `streamBytes`
         HeaderLine, // a header line "X-Endless: xxx..." that never ends; after
                     // `streamBytes` filler bytes, silence on an open connection
     };
@@ -50,8 +52,7 @@ struct Delivery
 // Writes `reply` through `responder` as `delivery` says. Anything delayed is
 // run from timers owned by `context`; a client that hangs up in the
 // meantime is simply not written to.
-void deliverReply(QObject* context, QHttpServerResponder&& responder, HttpReply reply,
-                  Delivery delivery);
+void deliverReply(QObject* context, QHttpServerResponder&& responder, HttpReply reply, Delivery delivery);
 
 // Streamed replies on connections of `context` that are still being written.
 qsizetype streamsInProgress(const QObject* context);

@@ -102,11 +102,12 @@ HttpReply issueToken(TokenStore& store, const TokenSettings& settings, const QBy
     }
 
     const QByteArray token = store.issue(settings.lifetimeSeconds);
-    return HttpReply::json(200, QJsonObject{
-                                    {QStringLiteral("access_token"), QString::fromLatin1(token)},
-                                    {QStringLiteral("token_type"), QStringLiteral("Bearer")},
-                                    {QStringLiteral("expires_in"), settings.lifetimeSeconds},
-                                })
+    return HttpReply::json(200,
+                           QJsonObject{
+                               {QStringLiteral("access_token"), QString::fromLatin1(token)},
+                               {QStringLiteral("token_type"), QStringLiteral("Bearer")},
+                               {QStringLiteral("expires_in"), settings.lifetimeSeconds},
+                           })
         .withHeader("Cache-Control", "no-store")
         .withHeader("Pragma", "no-cache");
 }

@@ -24,10 +24,7 @@ qint64 steadyMilliseconds()
 
 } // namespace
 
-TokenStore::TokenStore(Clock clock)
-    : m_clock(clock ? std::move(clock) : Clock(steadyMilliseconds))
-{
-}
+TokenStore::TokenStore(Clock clock) : m_clock(clock ? std::move(clock) : Clock(steadyMilliseconds)) {}
 
 qint64 TokenStore::now() const
 {

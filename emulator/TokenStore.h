@@ -19,7 +19,12 @@ public:
     // time forward without sleeping.
     using Clock = std::function<qint64()>;
 
-    enum class Check { Valid, Unknown, Expired };
+    enum class Check
+    {
+        Valid,
+        Unknown,
+        Expired
+    };
 
     explicit TokenStore(Clock clock = {});
 

@@ -86,8 +86,7 @@ int main(int argc, char** argv)
         server.faults().push(fault);
     const quint16 port = server.start(options->port);
     if (port == 0) {
-        std::fprintf(stderr, "quorvel-emulator: cannot listen on 127.0.0.1:%u\n",
-                     unsigned(options->port));
+        std::fprintf(stderr, "quorvel-emulator: cannot listen on 127.0.0.1:%u\n", unsigned(options->port));
         return 1;
     }
 

@@ -28,8 +28,8 @@ public:
     explicit fake_http_client(std::vector<tarsion::http_response> replies) : replies_(std::move(replies)) {}
 
     std::int32_t send(const std::string& verb, const std::string& url,
-                      const tarsion::http::header_list& headers, body* request_body, bool,
-                      std::int64_t, tarsion::http_response& response) override
+                      const tarsion::http::header_list& headers, body* request_body, bool, std::int64_t,
+                      tarsion::http_response& response) override
     {
         sent record{verb, url, headers, {}};
         if (request_body != nullptr) {

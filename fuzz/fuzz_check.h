@@ -6,10 +6,10 @@
 
 // A violated property must stop the run where libFuzzer can see it: an abort
 // is reported as a crash and the input is saved as the reproducer.
-#define FUZZ_CHECK(condition, what)                                                        \
-    do {                                                                                   \
-        if (!(condition))                                                                  \
-            ::fuzz::fail(__FILE__, __LINE__, #condition, what);                            \
+#define FUZZ_CHECK(condition, what)                                                                          \
+    do {                                                                                                     \
+        if (!(condition))                                                                                    \
+            ::fuzz::fail(__FILE__, __LINE__, #condition, what);                                              \
     } while (false)
 
 namespace fuzz {

@@ -106,9 +106,8 @@ const QString kUnset = QStringLiteral("<unset>");
 // line and paragraph separators and the bidirectional controls as \uHHHH.
 QString escaped(const QString& text)
 {
-    static const std::set<char16_t> kFormatControls{0x061C, 0x200E, 0x200F, 0x2028, 0x2029,
-                                                    0x202A, 0x202B, 0x202C, 0x202D, 0x202E,
-                                                    0x2066, 0x2067, 0x2068, 0x2069};
+    static const std::set<char16_t> kFormatControls{0x061C, 0x200E, 0x200F, 0x2028, 0x2029, 0x202A, 0x202B,
+                                                    0x202C, 0x202D, 0x202E, 0x2066, 0x2067, 0x2068, 0x2069};
     QString out;
     for (const QChar c : text) {
         const char16_t u = c.unicode();
@@ -132,8 +131,7 @@ QString escaped(const QString& text)
 
 QString text_of(const std::optional<std::string>& field, const QString& absent = kUnset)
 {
-    return field ? escaped(QString::fromUtf8(field->data(), static_cast<qsizetype>(field->size())))
-                 : absent;
+    return field ? escaped(QString::fromUtf8(field->data(), static_cast<qsizetype>(field->size()))) : absent;
 }
 
 QString uuid_of(const std::optional<tarsion::uuid>& field)
@@ -186,8 +184,8 @@ QString reference_dump(const EntityDto& e)
                 continue;
             for (const ValueLocaleDto& locale : *value.valueLocales) {
                 out += QStringLiteral("    locale[") + text_of(locale.key, QStringLiteral("<no-key>"))
-                    + QStringLiteral("] display=") + text_of(locale.display) + QStringLiteral(" value=")
-                    + text_of(locale.value) + QLatin1Char('\n');
+                       + QStringLiteral("] display=") + text_of(locale.display) + QStringLiteral(" value=")
+                       + text_of(locale.value) + QLatin1Char('\n');
             }
         }
     }
@@ -199,8 +197,8 @@ QString reference_dump(const EntityDto& e)
         out += QLatin1Char('\n');
         for (const EntityReferenceDto& reference : *e.referencedTo) {
             out += QStringLiteral("  - key=") + text_of(reference.key) + QStringLiteral(" entityTypeKey=")
-                + text_of(reference.entityTypeKey) + QStringLiteral(" entityId=")
-                + uuid_of(reference.entityId) + QLatin1Char('\n');
+                   + text_of(reference.entityTypeKey) + QStringLiteral(" entityId=")
+                   + uuid_of(reference.entityId) + QLatin1Char('\n');
         }
     }
     return out;

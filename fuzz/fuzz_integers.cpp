@@ -77,8 +77,8 @@ std::string shortest_form(std::string_view text)
 
 void check_int64(std::string_view text)
 {
-    const std::optional<int128> expected =
-        reference_decimal(text, std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::int64_t>::max());
+    const std::optional<int128> expected = reference_decimal(text, std::numeric_limits<std::int64_t>::min(),
+                                                             std::numeric_limits<std::int64_t>::max());
 
     std::int64_t value = 12345;
     const bool ok = tarsion::parse_int64(text, value);
@@ -118,10 +118,11 @@ void check_format(const std::uint8_t* data, std::size_t size)
 
 void check_retry_after(std::string_view text)
 {
-    const std::optional<int128> expected =
-        reference_decimal(text, std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max());
+    const std::optional<int128> expected = reference_decimal(text, std::numeric_limits<std::int32_t>::min(),
+                                                             std::numeric_limits<std::int32_t>::max());
     const std::optional<std::int32_t> parsed = tarsion::parse_retry_after(text);
-    FUZZ_CHECK(parsed.has_value() == expected.has_value(), "parse_retry_after accepts exactly the reference grammar and range");
+    FUZZ_CHECK(parsed.has_value() == expected.has_value(),
+               "parse_retry_after accepts exactly the reference grammar and range");
     if (parsed)
         FUZZ_CHECK(*parsed == *expected, "parse_retry_after reads the reference value");
 }
@@ -153,12 +154,13 @@ void check_retry_wait(std::string_view text)
         tenant.execute("GET", "/x/{businessId}", {}, nullptr, 0, false, false);
     FUZZ_CHECK(reply.has_value(), "a status is never a pipeline error");
 
-    const std::optional<int128> seconds =
-        reference_decimal(text, std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max());
+    const std::optional<int128> seconds = reference_decimal(text, std::numeric_limits<std::int32_t>::min(),
+                                                            std::numeric_limits<std::int32_t>::max());
     if (text.empty() || (seconds && *seconds >= 0 && *seconds <= kLongestWait)) {
         const std::uint32_t expected_wait = text.empty() ? kDelay : static_cast<std::uint32_t>(*seconds);
         FUZZ_CHECK(waits.size() == 1 && waits[0] == expected_wait, "a usable Retry-After sets the one wait");
-        FUZZ_CHECK(client->sends.size() == 2 && reply->status == 200, "the request is sent again after the wait");
+        FUZZ_CHECK(client->sends.size() == 2 && reply->status == 200,
+                   "the request is sent again after the wait");
     } else {
         FUZZ_CHECK(waits.empty() && client->sends.size() == 1, "an unusable Retry-After ends the retries");
         FUZZ_CHECK(reply->status == 429, "the last reply is returned");

@@ -62,7 +62,8 @@ std::string node_text(const json_node& node)
     static std::string buffer;
     buffer = kPrefix;
     tarsion::write_node(node, buffer, 0, false);
-    FUZZ_CHECK(buffer.compare(0, kPrefix.size(), kPrefix) == 0, "write_node appends to what the string holds");
+    FUZZ_CHECK(buffer.compare(0, kPrefix.size(), kPrefix) == 0,
+               "write_node appends to what the string holds");
     return buffer.substr(kPrefix.size());
 }
 
@@ -70,7 +71,7 @@ std::string node_text(const json_node& node)
 bool same_node(const json_node& a, const json_node& b)
 {
     return a.key == b.key && a.value == b.value && a.quoted == b.quoted && a.is_array == b.is_array
-        && a.is_object == b.is_object && a.children.size() == b.children.size();
+           && a.is_object == b.is_object && a.children.size() == b.children.size();
 }
 
 bool same_tree(const json_node& a, const json_node& b)
@@ -299,9 +300,11 @@ void check_copies(const json_node& root)
     if (!trimmed.children.empty()) {
         trimmed.remove_last_child();
         check_parent_links(trimmed);
-        FUZZ_CHECK(trimmed.children.size() + 1 == root.children.size(), "remove_last_child removes one child");
+        FUZZ_CHECK(trimmed.children.size() + 1 == root.children.size(),
+                   "remove_last_child removes one child");
         for (std::size_t i = 0; i < trimmed.children.size(); ++i)
-            FUZZ_CHECK(same_tree(trimmed.children[i], root.children[i]), "remove_last_child keeps the others");
+            FUZZ_CHECK(same_tree(trimmed.children[i], root.children[i]),
+                       "remove_last_child keeps the others");
     }
 }
 
@@ -311,7 +314,8 @@ void check_round_trip(const json_node& root, const std::string& written, const s
     const bool reread = tarsion::parse_json(written, again);
     check_parent_links(again);
     json_node again_indented;
-    const bool reread_indented = written_indented != nullptr && tarsion::parse_json(*written_indented, again_indented);
+    const bool reread_indented =
+        written_indented != nullptr && tarsion::parse_json(*written_indented, again_indented);
     check_parent_links(again_indented);
 
     if (!writes_faithfully(root) || reread_decodes_escapes(written, written_indented))
@@ -335,14 +339,14 @@ void check_streaming(const std::string& text, const json_node& whole, bool whole
 {
     json_node root;
     std::vector<json_node> elements;
-    const bool ok = tarsion::parse_json_elements(text, root, [&](json_node& element) {
-        elements.push_back(std::move(element));
-    });
+    const bool ok = tarsion::parse_json_elements(
+        text, root, [&](json_node& element) { elements.push_back(std::move(element)); });
     FUZZ_CHECK(ok == whole_ok, "parse_json_elements gives parse_json's verdict");
     if (!ok)
         return;
     if (!whole.is_array) {
-        FUZZ_CHECK(elements.empty() && same_tree(root, whole), "a root that is no array reads as parse_json reads it");
+        FUZZ_CHECK(elements.empty() && same_tree(root, whole),
+                   "a root that is no array reads as parse_json reads it");
         return;
     }
     FUZZ_CHECK(elements.size() == whole.children.size(), "every element is handed over once");

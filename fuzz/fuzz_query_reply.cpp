@@ -107,7 +107,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     settings.http_client = client;
     settings.business_id = "b1";
     auto tenant = std::make_shared<tarsion::tenant>(std::move(settings));
-    tenant->sleep = [](std::uint32_t) { fuzz::fail(__FILE__, __LINE__, "sleep", "a tenant without retries never waits"); };
+    tenant->sleep = [](std::uint32_t) {
+        fuzz::fail(__FILE__, __LINE__, "sleep", "a tenant without retries never waits");
+    };
 
     const BusinessEntitiesQueryApi api(tenant);
     const entities result = api.query_vector({}, 0u, 1u);

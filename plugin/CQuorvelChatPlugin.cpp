@@ -38,8 +38,7 @@ QuorvelSdk::HttpLimits networkLimits(const QObject* app)
 
 } // namespace
 
-CQuorvelChatPlugin::CQuorvelChatPlugin(QObject* parent)
-    : CAbstractVyxPlugin(parent)
+CQuorvelChatPlugin::CQuorvelChatPlugin(QObject* parent) : CAbstractVyxPlugin(parent)
 {
     setObjectName(QStringLiteral("CQuorvelChatPlugin"));
 }
@@ -99,9 +98,7 @@ bool CQuorvelChatPlugin::canClose() const
     return false;
 }
 
-void CQuorvelChatPlugin::onViewActivated()
-{
-}
+void CQuorvelChatPlugin::onViewActivated() {}
 
 QString CQuorvelChatPlugin::getPluginCaption()
 {
@@ -118,9 +115,7 @@ int CQuorvelChatPlugin::getBadgeCount()
     return 0;
 }
 
-void CQuorvelChatPlugin::pluginItemSelected(const QModelIndex&, const QModelIndex&)
-{
-}
+void CQuorvelChatPlugin::pluginItemSelected(const QModelIndex&, const QModelIndex&) {}
 
 void CQuorvelChatPlugin::refresh()
 {
@@ -138,8 +133,7 @@ void CQuorvelChatPlugin::initialize()
         return;
     if (const QPointer<Ambrel::Client> client = account->getAmbrelClient())
         tokenProvider = std::make_unique<QuorvelSdk::AmbrelTokenProvider>(client);
-    connect(account, &CVyxAccount::signedInUserChanged, this,
-            &CQuorvelChatPlugin::onSignedInUserChanged);
+    connect(account, &CVyxAccount::signedInUserChanged, this, &CQuorvelChatPlugin::onSignedInUserChanged);
     if (account->getIsSignedIn())
         attachSdkChain();
 }

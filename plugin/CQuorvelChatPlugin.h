@@ -13,7 +13,7 @@ class AmbrelTokenProvider;
 namespace QuorvelChat {
 class ChatService;
 class DebugInfoWidget;
-}
+} // namespace QuorvelChat
 
 // The "Chat" page: fills the host's page with the diagnostic chat view and
 // keeps an SDK chain attached exactly while a user is signed in.

@@ -38,9 +38,7 @@ QString orEmptyMarker(const QString& text)
 
 } // namespace
 
-DebugInfoWidget::DebugInfoWidget(ChatService* service, QWidget* parent)
-    : QWidget(parent)
-    , m_service(service)
+DebugInfoWidget::DebugInfoWidget(ChatService* service, QWidget* parent) : QWidget(parent), m_service(service)
 {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(24, 24, 24, 24);
@@ -64,8 +62,8 @@ DebugInfoWidget::DebugInfoWidget(ChatService* service, QWidget* parent)
     m_status->setFont(statusFont);
     layout->addWidget(m_status);
 
-    for (QPointer<FieldLabel>* field : {&m_id, &m_kind, &m_chatTitle, &m_defaultChannel,
-                                        &m_version, &m_stateKey}) {
+    for (QPointer<FieldLabel>* field :
+         {&m_id, &m_kind, &m_chatTitle, &m_defaultChannel, &m_version, &m_stateKey}) {
         *field = new FieldLabel(this);
         layout->addWidget(*field);
     }
@@ -145,8 +143,8 @@ void DebugInfoWidget::showStatus(const QString& text)
 {
     setPageState(false, false);
     setText(m_status, text);
-    for (const QPointer<FieldLabel>& field : {m_id, m_kind, m_chatTitle, m_defaultChannel,
-                                              m_version, m_stateKey}) {
+    for (const QPointer<FieldLabel>& field :
+         {m_id, m_kind, m_chatTitle, m_defaultChannel, m_version, m_stateKey}) {
         if (field)
             field->clearField();
     }
@@ -169,9 +167,8 @@ void DebugInfoWidget::showChat(const Chat& chat)
 
 void DebugInfoWidget::showError(const Error& error)
 {
-    showStatus(tr("Resolve failed — kind: %1, httpCode: %2")
-                   .arg(errorKindText(error.kind))
-                   .arg(error.httpCode));
+    showStatus(
+        tr("Resolve failed — kind: %1, httpCode: %2").arg(errorKindText(error.kind)).arg(error.httpCode));
     setPageState(false, true);
     setField(m_id, QStringLiteral("%1"), error.message);
 }

@@ -43,8 +43,7 @@ private:
     // Tells the host whether a request is under way, and whether what is
     // shown is a failure.
     void setPageState(bool busy, bool failed);
-    static void setField(const QPointer<FieldLabel>& label, const QString& prefix,
-                         const QString& value);
+    static void setField(const QPointer<FieldLabel>& label, const QString& prefix, const QString& value);
 
     ChatService* m_service;
     QPointer<QLabel> m_title;

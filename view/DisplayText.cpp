@@ -12,7 +12,7 @@ constexpr const char16_t* kHex = u"0123456789ABCDEF";
 bool isBidiControl(char16_t c)
 {
     return c == 0x061C || c == 0x200E || c == 0x200F || (c >= 0x202A && c <= 0x202E)
-        || (c >= 0x2066 && c <= 0x2069);
+           || (c >= 0x2066 && c <= 0x2069);
 }
 
 void appendHex(QString& out, char16_t c, int digits)
@@ -52,8 +52,7 @@ qsizetype safeCut(QStringView text, qsizetype at)
 
 QString leftOutMarker(qsizetype count)
 {
-    return QCoreApplication::translate("QuorvelChat::DisplayText", " \u2026 [%1 more characters]")
-        .arg(count);
+    return QCoreApplication::translate("QuorvelChat::DisplayText", " \u2026 [%1 more characters]").arg(count);
 }
 
 } // namespace
@@ -68,9 +67,8 @@ bool isHiddenControl(char16_t c)
 
 QString escapeControls(const QString& text)
 {
-    const auto first = std::find_if(text.cbegin(), text.cend(), [](QChar c) {
-        return c == u'\\' || isHiddenControl(c.unicode());
-    });
+    const auto first = std::find_if(text.cbegin(), text.cend(),
+                                    [](QChar c) { return c == u'\\' || isHiddenControl(c.unicode()); });
     if (first == text.cend())
         return text;
     QString out;
@@ -113,9 +111,9 @@ QString boundedLines(QStringView text, qsizetype maxLineChars, qsizetype maxChar
         at = hasBreak ? end + 1 : end;
     }
     if (at < text.size()) {
-        out += QCoreApplication::translate("QuorvelChat::DisplayText",
-                                           "\u2026 %1 more characters not shown\n")
-                   .arg(text.size() - at);
+        out +=
+            QCoreApplication::translate("QuorvelChat::DisplayText", "\u2026 %1 more characters not shown\n")
+                .arg(text.size() - at);
     }
     return out;
 }

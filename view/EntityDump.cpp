@@ -18,16 +18,14 @@ const QString kUnset = u"<unset>"_s;
 // forge another one.
 QString text(const std::optional<std::string>& field, const QString& absent = kUnset)
 {
-    return field ? escapeControls(QString::fromUtf8(field->data(), qsizetype(field->size())))
-                 : absent;
+    return field ? escapeControls(QString::fromUtf8(field->data(), qsizetype(field->size()))) : absent;
 }
 
 QString uuidText(const std::optional<tarsion::uuid>& field)
 {
     if (!field)
         return kUnset;
-    return QUuid::fromString(QLatin1String(tarsion::format_uuid(*field)))
-        .toString(QUuid::WithoutBraces);
+    return QUuid::fromString(QLatin1String(tarsion::format_uuid(*field))).toString(QUuid::WithoutBraces);
 }
 
 QString boolText(const std::optional<bool>& field)
@@ -68,8 +66,8 @@ void attributeValues(QTextStream& out, const EntityDto& entity)
         if (!value.valueLocales)
             continue;
         for (const ValueLocaleDto& locale : *value.valueLocales) {
-            out << u"    locale["_s << text(locale.key, u"<no-key>"_s)
-                << u"] display="_s << text(locale.display) << u" value="_s << text(locale.value) << u'\n';
+            out << u"    locale["_s << text(locale.key, u"<no-key>"_s) << u"] display="_s
+                << text(locale.display) << u" value="_s << text(locale.value) << u'\n';
         }
     }
 }
@@ -79,9 +77,8 @@ void references(QTextStream& out, const EntityDto& entity)
     if (!listHeading(out, u"entity.referencedTo:"_s, entity.referencedTo))
         return;
     for (const EntityReferenceDto& reference : *entity.referencedTo) {
-        out << u"  - key="_s << text(reference.key) << u" entityTypeKey="_s
-            << text(reference.entityTypeKey) << u" entityId="_s << uuidText(reference.entityId)
-            << u'\n';
+        out << u"  - key="_s << text(reference.key) << u" entityTypeKey="_s << text(reference.entityTypeKey)
+            << u" entityId="_s << uuidText(reference.entityId) << u'\n';
     }
 }
 

@@ -8,8 +8,7 @@
 
 namespace QuorvelChat {
 
-FieldLabel::FieldLabel(QWidget* parent)
-    : QLabel(parent)
+FieldLabel::FieldLabel(QWidget* parent) : QLabel(parent)
 {
     setTextFormat(Qt::PlainText);
     setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
@@ -31,9 +30,9 @@ void FieldLabel::setField(const QString& pattern, const QString& value)
     m_value = value;
     const bool cut = value.size() > kMaxShownChars;
     setText(pattern.arg(escapedPrefix(value, kMaxShownChars)));
-    setToolTip(cut ? tr("Cut to its first %1 characters; right-click to copy the full text.")
-                         .arg(kMaxShownChars)
-                   : QString());
+    setToolTip(
+        cut ? tr("Cut to its first %1 characters; right-click to copy the full text.").arg(kMaxShownChars)
+            : QString());
 }
 
 QString FieldLabel::fullText() const

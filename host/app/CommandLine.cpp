@@ -27,8 +27,8 @@ bool readClientSecret(const QString& given, const QString& fileName, QString& se
     }
     QFile file;
     const bool opened = fileName == QLatin1String("-")
-        ? file.open(stdin, QIODevice::ReadOnly | QIODevice::Text)
-        : (file.setFileName(fileName), file.open(QIODevice::ReadOnly | QIODevice::Text));
+                            ? file.open(stdin, QIODevice::ReadOnly | QIODevice::Text)
+                            : (file.setFileName(fileName), file.open(QIODevice::ReadOnly | QIODevice::Text));
     if (!opened) {
         error = QStringLiteral("--client-secret-file: cannot read %1: %2").arg(fileName, file.errorString());
         return false;
@@ -42,10 +42,10 @@ bool readClientSecret(const QString& given, const QString& fileName, QString& se
 
 void CommandLine::describe(QCommandLineParser& parser)
 {
-    parser.setApplicationDescription(QStringLiteral(
-        "Vyx host: loads plug-in pages and shows them.\n"
-        "Exit codes: 0 settled, 1 no such page, 2 bad arguments, 3 not settled in time,\n"
-        "4 sign-in failed, 5 the page reports a failure, 6 screenshot not written."));
+    parser.setApplicationDescription(
+        QStringLiteral("Vyx host: loads plug-in pages and shows them.\n"
+                       "Exit codes: 0 settled, 1 no such page, 2 bad arguments, 3 not settled in time,\n"
+                       "4 sign-in failed, 5 the page reports a failure, 6 screenshot not written."));
     parser.addHelpOption();
     parser.addVersionOption();
     const auto option = [&parser](const char* name, const char* text, const char* value = nullptr,
@@ -68,8 +68,7 @@ void CommandLine::describe(QCommandLineParser& parser)
            "OAuth 2 client secret (visible to other users in the process list: prefer the file "
            "or VYX_CLIENT_SECRET).",
            "SECRET");
-    option("client-secret-file", "Read the OAuth 2 client secret from FILE, - for standard input.",
-           "FILE");
+    option("client-secret-file", "Read the OAuth 2 client secret from FILE, - for standard input.", "FILE");
     option("page", "Page to show, by caption (default: the first).", "CAPTION");
     option("print-view", "Print the shown page's texts as they change; exit once settled.");
     option("settle-ms", "Quiet time after which the view counts as settled.", "N", "1000");
@@ -78,8 +77,8 @@ void CommandLine::describe(QCommandLineParser& parser)
     option("timeout-ms", "Exit 3 when not settled by then.", "N", "20000");
     option("max-reply-bytes", "Largest reply body a plug-in accepts (0: the plug-in's default).", "N", "0");
     option("inactivity-timeout-ms",
-           "A plug-in's exchange with no data moving for this long fails (0: the plug-in's default).",
-           "N", "0");
+           "A plug-in's exchange with no data moving for this long fails (0: the plug-in's default).", "N",
+           "0");
     option("print-peak-memory", "On exit, print the process's peak resident memory to stderr.");
 }
 
@@ -110,7 +109,7 @@ QString checkBusinessId(const QString& id)
 {
     const bool plain = std::all_of(id.begin(), id.end(), [](QChar c) {
         return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9') || c == u'-'
-            || c == u'_' || c == u'.' || c == u'~';
+               || c == u'_' || c == u'.' || c == u'~';
     });
     return plain ? QString()
                  : QStringLiteral("--business-id may hold only letters, digits, '-', '_', '.' and '~'");
@@ -150,7 +149,8 @@ CommandLine::Parsed CommandLine::parse(const QStringList& arguments, CommandLine
     out.printPeakMemory = parser.isSet(QStringLiteral("print-peak-memory"));
     out.timeoutMs = parser.value(QStringLiteral("timeout-ms")).toInt(&timeoutOk);
     if (!settleOk || out.settleMs < 0 || !timeoutOk || out.timeoutMs <= 0) {
-        error = QStringLiteral("--settle-ms and --timeout-ms take non-negative whole numbers of milliseconds");
+        error =
+            QStringLiteral("--settle-ms and --timeout-ms take non-negative whole numbers of milliseconds");
         return Parsed::Invalid;
     }
     bool maxReplyOk = false;
@@ -158,7 +158,8 @@ CommandLine::Parsed CommandLine::parse(const QStringList& arguments, CommandLine
     out.maxReplyBytes = parser.value(QStringLiteral("max-reply-bytes")).toLongLong(&maxReplyOk);
     out.inactivityTimeoutMs = parser.value(QStringLiteral("inactivity-timeout-ms")).toInt(&inactivityOk);
     if (!maxReplyOk || out.maxReplyBytes < 0 || !inactivityOk || out.inactivityTimeoutMs < 0) {
-        error = QStringLiteral("--max-reply-bytes and --inactivity-timeout-ms take non-negative whole numbers");
+        error =
+            QStringLiteral("--max-reply-bytes and --inactivity-timeout-ms take non-negative whole numbers");
         return Parsed::Invalid;
     }
     return Parsed::Ok;

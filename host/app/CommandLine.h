@@ -31,7 +31,12 @@ struct CommandLine
     // True when the arguments ask only for help or the version, which need
     // no display and are answered before the application starts.
     static bool asksForHelp(const QStringList& arguments);
-    enum class Parsed { Ok, Invalid, UnknownOption };
+    enum class Parsed
+    {
+        Ok,
+        Invalid,
+        UnknownOption
+    };
     // Anything but Ok sets `error`. Invalid: numbers that are not, an
     // address that is not http(s) without a query, a business id with
     // characters an address cannot carry, an unreadable secret file.

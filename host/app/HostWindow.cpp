@@ -100,10 +100,11 @@ int HostWindow::loadPlugins(const QString& folder)
         auto* loader = new QPluginLoader(path, this);
         const QString iid = loader->metaData().value(QStringLiteral("IID")).toString();
         if (iid != QLatin1String(IVyxPlugin_iid)) {
-            qInfo().noquote() << "vyx-host: skipped" << path << ":"
-                              << (iid.isEmpty() ? QStringLiteral("not a Qt plug-in (%1)").arg(loader->errorString())
-                                                : QStringLiteral("interface %1, not %2")
-                                                      .arg(iid, QLatin1String(IVyxPlugin_iid)));
+            qInfo().noquote()
+                << "vyx-host: skipped" << path << ":"
+                << (iid.isEmpty()
+                        ? QStringLiteral("not a Qt plug-in (%1)").arg(loader->errorString())
+                        : QStringLiteral("interface %1, not %2").arg(iid, QLatin1String(IVyxPlugin_iid)));
             delete loader;
             continue;
         }

@@ -37,8 +37,8 @@ QByteArray terminalSafe(const QString& text)
     out.reserve(text.size());
     for (QChar c : text) {
         const char16_t u = c.unicode();
-        const bool hidden = (u < 0x20 && u != u'\n') || (u >= 0x7F && u <= 0x9F) || u == 0x061C
-            || u == 0x200E || u == 0x200F || (u >= 0x2028 && u <= 0x202E) || (u >= 0x2066 && u <= 0x2069);
+        const bool hidden = (u < 0x20 && u != u'\n') || (u >= 0x7F && u <= 0x9F) || u == 0x061C || u == 0x200E
+                            || u == 0x200F || (u >= 0x2028 && u <= 0x202E) || (u >= 0x2066 && u <= 0x2069);
         if (hidden)
             out += QStringLiteral("\\u%1").arg(uint(u), 4, 16, QLatin1Char('0'));
         else
@@ -108,8 +108,8 @@ void ViewMonitor::poll()
         std::fflush(stdout);
         m_printed = true;
     }
-    if (m_ready && !m_settled && quiet >= std::max(m_settleMs, kDebounceMs)
-        && (m_printed || !m_print) && !pageSays(m_page(), Vyx::PageState::kBusy)) {
+    if (m_ready && !m_settled && quiet >= std::max(m_settleMs, kDebounceMs) && (m_printed || !m_print)
+        && !pageSays(m_page(), Vyx::PageState::kBusy)) {
         m_settled = true;
         Q_EMIT settled();
     }

@@ -20,7 +20,8 @@
 namespace {
 
 // Listed in --help and in the README; scripts rely on them.
-enum ExitCode {
+enum ExitCode
+{
     Settled = 0,
     NoPage = 1,
     BadArguments = 2,
@@ -123,12 +124,12 @@ int main(int argc, char** argv)
             signInFailed = true;
             monitor.setReady(true);
         });
-        QObject::connect(&account, &CVyxAccount::signedInUserChanged,
-                         [&] { monitor.setReady(true); });
+        QObject::connect(&account, &CVyxAccount::signedInUserChanged, [&] { monitor.setReady(true); });
         QObject::connect(&monitor, &ViewMonitor::settled, [&] {
             int outcome = signInFailed ? SignInFailed
-                : ViewMonitor::pageSays(window.currentPageView(), Vyx::PageState::kFailed) ? PageFailed
-                                                                                              : Settled;
+                          : ViewMonitor::pageSays(window.currentPageView(), Vyx::PageState::kFailed)
+                              ? PageFailed
+                              : Settled;
             if (!options.screenshot.isEmpty() && !window.grab().save(options.screenshot)) {
                 printError(QStringLiteral("vyx-host: cannot write %1").arg(options.screenshot));
                 outcome = ScreenshotFailed;

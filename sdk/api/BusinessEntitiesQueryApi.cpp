@@ -18,8 +18,7 @@ std::string compact(const json_node& node)
 } // namespace
 
 std::string BusinessEntitiesQueryApi::path(std::optional<std::uint32_t> skip,
-                                           std::optional<std::uint32_t> take,
-                                           std::optional<bool> use_replica,
+                                           std::optional<std::uint32_t> take, std::optional<bool> use_replica,
                                            const std::optional<std::string>& engine)
 {
     std::string p = kPathTemplate;
@@ -74,14 +73,13 @@ expected<std::vector<dto::EntityDto>> BusinessEntitiesQueryApi::entities_from(co
 expected<std::vector<dto::EntityDto>> BusinessEntitiesQueryApi::query_vector(
     const dto::BusinessEntitiesQueryDto& query, std::optional<std::uint32_t> skip,
     std::optional<std::uint32_t> take, std::optional<bool> use_replica,
-    const std::optional<std::string>& engine, std::int64_t transport_option,
-    bool disable_redirects, bool retry_any_verb) const
+    const std::optional<std::string>& engine, std::int64_t transport_option, bool disable_redirects,
+    bool retry_any_verb) const
 {
     const http::string_body::factory request_body(body(query));
     const http::header_list headers{{"Content-Type", "application/json"}};
     expected<http_response> reply = call("POST", path(skip, take, use_replica, engine), headers,
-                                         &request_body, transport_option, disable_redirects,
-                                         retry_any_verb);
+                                         &request_body, transport_option, disable_redirects, retry_any_verb);
     if (!reply)
         return std::unexpected(std::move(reply.error()));
     if (reply->status < 200 || reply->status > 299)

@@ -25,16 +25,15 @@ public:
     // 200 to 299 is an error of kind 5 carrying the body and headers; a 2xx
     // body that is not an array of entity objects is an error of kind 7. No
     // partial list is ever returned.
-    expected<std::vector<dto::EntityDto>> query_vector(
-        const dto::BusinessEntitiesQueryDto& query, std::optional<std::uint32_t> skip = {},
-        std::optional<std::uint32_t> take = {}, std::optional<bool> use_replica = {},
-        const std::optional<std::string>& engine = {}, std::int64_t transport_option = 0,
-        bool disable_redirects = false, bool retry_any_verb = false) const;
+    expected<std::vector<dto::EntityDto>>
+    query_vector(const dto::BusinessEntitiesQueryDto& query, std::optional<std::uint32_t> skip = {},
+                 std::optional<std::uint32_t> take = {}, std::optional<bool> use_replica = {},
+                 const std::optional<std::string>& engine = {}, std::int64_t transport_option = 0,
+                 bool disable_redirects = false, bool retry_any_verb = false) const;
 
     // The path with its query string, parameters in their fixed order.
     static std::string path(std::optional<std::uint32_t> skip, std::optional<std::uint32_t> take,
-                            std::optional<bool> use_replica,
-                            const std::optional<std::string>& engine);
+                            std::optional<bool> use_replica, const std::optional<std::string>& engine);
     // The compact JSON body; empty when the record cannot be written.
     static std::string body(const dto::BusinessEntitiesQueryDto& query);
     // Turns a 2xx reply body into entities.

@@ -9,10 +9,9 @@ expected<http_response> api_base::call(const std::string& verb, const std::strin
                                        bool retry_any_verb) const
 {
     if (!tenant_)
-        return make_error(error_kind::missing_configuration, 0,
-                          "API called, but tenant pointer is null.");
-    return tenant_->execute(verb, path_template, headers, body, transport_option,
-                            disable_redirects, retry_any_verb);
+        return make_error(error_kind::missing_configuration, 0, "API called, but tenant pointer is null.");
+    return tenant_->execute(verb, path_template, headers, body, transport_option, disable_redirects,
+                            retry_any_verb);
 }
 
 } // namespace tarsion

@@ -17,8 +17,7 @@ public:
     virtual ~api_base() = default;
 
     expected<http_response> call(const std::string& verb, const std::string& path_template,
-                                 const http::header_list& headers,
-                                 const http::http_base::body_factory* body,
+                                 const http::header_list& headers, const http::http_base::body_factory* body,
                                  std::int64_t transport_option, bool disable_redirects,
                                  bool retry_any_verb) const;
 

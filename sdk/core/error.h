@@ -38,8 +38,7 @@ struct error
 template <class T>
 using expected = std::expected<T, error>;
 
-inline std::unexpected<error> make_error(std::uint32_t kind, std::uint32_t code = 0,
-                                         std::string message = {},
+inline std::unexpected<error> make_error(std::uint32_t kind, std::uint32_t code = 0, std::string message = {},
                                          http::header_list details = {})
 {
     return std::unexpected<error>(error{kind, code, std::move(message), std::move(details)});

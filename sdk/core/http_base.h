@@ -42,9 +42,8 @@ public:
     // Returns 0 when an HTTP reply was obtained, whatever its status, with
     // `response` filled; otherwise the transport's error number, and
     // `response` is unspecified. `transport_option` is the transport's own.
-    virtual std::int32_t send(const std::string& verb, const std::string& url,
-                              const header_list& headers, body* request_body,
-                              bool disable_redirects, std::int64_t transport_option,
+    virtual std::int32_t send(const std::string& verb, const std::string& url, const header_list& headers,
+                              body* request_body, bool disable_redirects, std::int64_t transport_option,
                               http_response& response) = 0;
 };
 

@@ -5,10 +5,7 @@
 
 namespace tarsion::http {
 
-string_body::string_body(std::shared_ptr<const std::string> text)
-    : text_(std::move(text))
-{
-}
+string_body::string_body(std::shared_ptr<const std::string> text) : text_(std::move(text)) {}
 
 bool string_body::size(std::uint64_t& length) const
 {
@@ -30,15 +27,11 @@ bool string_body::read(char* buffer, std::uint64_t capacity, std::uint64_t& coun
     return true;
 }
 
-string_body::factory::factory(std::string text)
-    : text_(std::make_shared<const std::string>(std::move(text)))
+string_body::factory::factory(std::string text) : text_(std::make_shared<const std::string>(std::move(text)))
 {
 }
 
-string_body::factory::factory(std::shared_ptr<const std::string> text)
-    : text_(std::move(text))
-{
-}
+string_body::factory::factory(std::shared_ptr<const std::string> text) : text_(std::move(text)) {}
 
 std::unique_ptr<http_base::body> string_body::factory::create_body() const
 {

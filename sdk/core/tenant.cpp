@@ -33,10 +33,10 @@ bool breaks_framing(std::string_view text)
 // Never names the value: it may be the token.
 std::unexpected<error> unsafe_header_failure(const http::header& header)
 {
-    return make_error(error_kind::transport, 0,
-                      (breaks_framing(header.first) ? std::string("A header name")
-                                                    : "Header \"" + header.first + "\"") +
-                          " holds a line break or NUL; the request was not sent.");
+    return make_error(
+        error_kind::transport, 0,
+        (breaks_framing(header.first) ? std::string("A header name") : "Header \"" + header.first + "\"")
+            + " holds a line break or NUL; the request was not sent.");
 }
 
 } // namespace
@@ -117,10 +117,10 @@ tenant::tenant(tenant_base settings, std::unique_ptr<tarsion::token_factory> tok
 }
 
 expected<http_response> tenant::execute(const std::string& verb, const std::string& path_template,
-                                         const http::header_list& headers,
-                                         const http::http_base::body_factory* body,
-                                         std::int64_t transport_option, bool disable_redirects,
-                                         bool retry_any_verb)
+                                        const http::header_list& headers,
+                                        const http::http_base::body_factory* body,
+                                        std::int64_t transport_option, bool disable_redirects,
+                                        bool retry_any_verb)
 {
     if (!http_client)
         return make_error(error_kind::missing_configuration, 0, "No http client to send request.");
@@ -197,8 +197,8 @@ std::int32_t tenant::send_once(const request& r, http_response& response)
 {
     std::unique_ptr<http::http_base::body> body = r.body ? r.body->create_body() : nullptr;
     response = http_response();
-    const std::int32_t result = http_client->send(r.verb, r.url, r.headers, body.get(),
-                                                  r.disable_redirects, r.transport_option, response);
+    const std::int32_t result = http_client->send(r.verb, r.url, r.headers, body.get(), r.disable_redirects,
+                                                  r.transport_option, response);
     log_exchange(r, result, response);
     return result;
 }

@@ -25,8 +25,7 @@ public:
     // Blocks the calling thread for a retry wait given in seconds.
     using sleep_function = std::function<void(std::uint32_t seconds)>;
 
-    explicit tenant(tenant_base settings,
-                    std::unique_ptr<tarsion::token_factory> tokens = nullptr,
+    explicit tenant(tenant_base settings, std::unique_ptr<tarsion::token_factory> tokens = nullptr,
                     std::shared_ptr<tarsion::logger> log = nullptr);
     tenant(const tenant&) = delete;
     tenant& operator=(const tenant&) = delete;
@@ -36,9 +35,8 @@ public:
     // are. `body` may be null for a request without a body.
     expected<http_response> execute(const std::string& verb, const std::string& path_template,
                                     const http::header_list& headers,
-                                    const http::http_base::body_factory* body,
-                                    std::int64_t transport_option, bool disable_redirects,
-                                    bool retry_any_verb);
+                                    const http::http_base::body_factory* body, std::int64_t transport_option,
+                                    bool disable_redirects, bool retry_any_verb);
 
     std::unique_ptr<tarsion::token_factory> token_factory;
     // Receives the exchange log; none by default.

@@ -18,14 +18,13 @@ struct AttributeRangeValueQueryFilterDto : record<AttributeRangeValueQueryFilter
     static constexpr auto fields()
     {
         using R = AttributeRangeValueQueryFilterDto;
-        return std::tuple{
-            field("attributeKey", &R::attributeKey),
-            field("fromOperator", &R::fromOperator),
-            field("fromValue", &R::fromValue),
-            field("fromValueExpression", &R::fromValueExpression),
-            field("toOperator", &R::toOperator),
-            field("toValue", &R::toValue),
-            field("toValueExpression", &R::toValueExpression)};
+        return std::tuple{field("attributeKey", &R::attributeKey),
+                          field("fromOperator", &R::fromOperator),
+                          field("fromValue", &R::fromValue),
+                          field("fromValueExpression", &R::fromValueExpression),
+                          field("toOperator", &R::toOperator),
+                          field("toValue", &R::toValue),
+                          field("toValueExpression", &R::toValueExpression)};
     }
 };
 

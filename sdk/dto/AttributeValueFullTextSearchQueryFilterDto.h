@@ -14,10 +14,7 @@ struct AttributeValueFullTextSearchQueryFilterDto : record<AttributeValueFullTex
     static constexpr auto fields()
     {
         using R = AttributeValueFullTextSearchQueryFilterDto;
-        return std::tuple{
-            field("value", &R::value),
-            field("locales", &R::locales),
-            field("type", &R::type)};
+        return std::tuple{field("value", &R::value), field("locales", &R::locales), field("type", &R::type)};
     }
 };
 

@@ -14,10 +14,8 @@ struct AttributeValueKeyQueryFilterDto : record<AttributeValueKeyQueryFilterDto>
     static constexpr auto fields()
     {
         using R = AttributeValueKeyQueryFilterDto;
-        return std::tuple{
-            field("attributeKey", &R::attributeKey),
-            field("operator", &R::operator_),
-            field("valueKey", &R::valueKey)};
+        return std::tuple{field("attributeKey", &R::attributeKey), field("operator", &R::operator_),
+                          field("valueKey", &R::valueKey)};
     }
 };
 

@@ -17,13 +17,12 @@ struct AttributeValueQueryFilterDto : record<AttributeValueQueryFilterDto>
     static constexpr auto fields()
     {
         using R = AttributeValueQueryFilterDto;
-        return std::tuple{
-            field("attributeKey", &R::attributeKey),
-            field("operator", &R::operator_),
-            field("value", &R::value),
-            field("valueExpression", &R::valueExpression),
-            field("ignoreCase", &R::ignoreCase),
-            field("locales", &R::locales)};
+        return std::tuple{field("attributeKey", &R::attributeKey),
+                          field("operator", &R::operator_),
+                          field("value", &R::value),
+                          field("valueExpression", &R::valueExpression),
+                          field("ignoreCase", &R::ignoreCase),
+                          field("locales", &R::locales)};
     }
 };
 

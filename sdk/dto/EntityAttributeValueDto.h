@@ -22,16 +22,15 @@ struct EntityAttributeValueDto : record<EntityAttributeValueDto>
     static constexpr auto fields()
     {
         using R = EntityAttributeValueDto;
-        return std::tuple{
-            field("id", &R::id),
-            field("attributeKey", &R::attributeKey),
-            field("attributeId", &R::attributeId),
-            field("attributeType", &R::attributeType),
-            field("valueKey", &R::valueKey),
-            field("valueId", &R::valueId),
-            field("originalId", &R::originalId),
-            field("localization", &R::localization),
-            field("valueLocales", &R::valueLocales)};
+        return std::tuple{field("id", &R::id),
+                          field("attributeKey", &R::attributeKey),
+                          field("attributeId", &R::attributeId),
+                          field("attributeType", &R::attributeType),
+                          field("valueKey", &R::valueKey),
+                          field("valueId", &R::valueId),
+                          field("originalId", &R::originalId),
+                          field("localization", &R::localization),
+                          field("valueLocales", &R::valueLocales)};
     }
 };
 

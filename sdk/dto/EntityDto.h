@@ -34,26 +34,25 @@ struct EntityDto : record<EntityDto>
     static constexpr auto fields()
     {
         using R = EntityDto;
-        return std::tuple{
-            field("id", &R::id),
-            field("entityTypeKey", &R::entityTypeKey),
-            field("entityTypeId", &R::entityTypeId),
-            field("referencedTo", &R::referencedTo),
-            field("stateId", &R::stateId),
-            field("stateKey", &R::stateKey),
-            field("isDraft", &R::isDraft),
-            field("version", &R::version),
-            field("deleted", &R::deleted),
-            field("localization", &R::localization),
-            field("attributeValues", &R::attributeValues),
-            field("customerNumber", &R::customerNumber),
-            field("schemaAppKey", &R::schemaAppKey),
-            field("schemaAppId", &R::schemaAppId),
-            field("hash", &R::hash),
-            field("hashSignature", &R::hashSignature),
-            field("hashType", &R::hashType),
-            field("originalId", &R::originalId),
-            field("originalSchemaApp", &R::originalSchemaApp)};
+        return std::tuple{field("id", &R::id),
+                          field("entityTypeKey", &R::entityTypeKey),
+                          field("entityTypeId", &R::entityTypeId),
+                          field("referencedTo", &R::referencedTo),
+                          field("stateId", &R::stateId),
+                          field("stateKey", &R::stateKey),
+                          field("isDraft", &R::isDraft),
+                          field("version", &R::version),
+                          field("deleted", &R::deleted),
+                          field("localization", &R::localization),
+                          field("attributeValues", &R::attributeValues),
+                          field("customerNumber", &R::customerNumber),
+                          field("schemaAppKey", &R::schemaAppKey),
+                          field("schemaAppId", &R::schemaAppId),
+                          field("hash", &R::hash),
+                          field("hashSignature", &R::hashSignature),
+                          field("hashType", &R::hashType),
+                          field("originalId", &R::originalId),
+                          field("originalSchemaApp", &R::originalSchemaApp)};
     }
 };
 

@@ -18,14 +18,13 @@ struct EntityReferenceDto : record<EntityReferenceDto>
     static constexpr auto fields()
     {
         using R = EntityReferenceDto;
-        return std::tuple{
-            field("id", &R::id),
-            field("entityId", &R::entityId),
-            field("entityTypeId", &R::entityTypeId),
-            field("entityTypeKey", &R::entityTypeKey),
-            field("key", &R::key),
-            field("position", &R::position),
-            field("originalId", &R::originalId)};
+        return std::tuple{field("id", &R::id),
+                          field("entityId", &R::entityId),
+                          field("entityTypeId", &R::entityTypeId),
+                          field("entityTypeKey", &R::entityTypeKey),
+                          field("key", &R::key),
+                          field("position", &R::position),
+                          field("originalId", &R::originalId)};
     }
 };
 

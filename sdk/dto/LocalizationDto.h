@@ -13,9 +13,7 @@ struct LocalizationDto : record<LocalizationDto>
     static constexpr auto fields()
     {
         using R = LocalizationDto;
-        return std::tuple{
-            field("stateKey", &R::stateKey),
-            field("localeStates", &R::localeStates)};
+        return std::tuple{field("stateKey", &R::stateKey), field("localeStates", &R::localeStates)};
     }
 };
 

@@ -14,10 +14,8 @@ struct LocalizationQueryFilterDto : record<LocalizationQueryFilterDto>
     static constexpr auto fields()
     {
         using R = LocalizationQueryFilterDto;
-        return std::tuple{
-            field("stateKey", &R::stateKey),
-            field("operator", &R::operator_),
-            field("locales", &R::locales)};
+        return std::tuple{field("stateKey", &R::stateKey), field("operator", &R::operator_),
+                          field("locales", &R::locales)};
     }
 };
 

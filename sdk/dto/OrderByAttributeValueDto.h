@@ -14,10 +14,8 @@ struct OrderByAttributeValueDto : record<OrderByAttributeValueDto>
     static constexpr auto fields()
     {
         using R = OrderByAttributeValueDto;
-        return std::tuple{
-            field("attributeKey", &R::attributeKey),
-            field("direction", &R::direction),
-            field("locale", &R::locale)};
+        return std::tuple{field("attributeKey", &R::attributeKey), field("direction", &R::direction),
+                          field("locale", &R::locale)};
     }
 };
 

@@ -14,10 +14,8 @@ struct OrderEntitiesByDirectionDto : record<OrderEntitiesByDirectionDto>
     static constexpr auto fields()
     {
         using R = OrderEntitiesByDirectionDto;
-        return std::tuple{
-            field("direction", &R::direction),
-            field("entityId", &R::entityId),
-            field("cursorId", &R::cursorId)};
+        return std::tuple{field("direction", &R::direction), field("entityId", &R::entityId),
+                          field("cursorId", &R::cursorId)};
     }
 };
 

@@ -16,12 +16,9 @@ struct OriginalSchemaAppRangeQueryFilterDto : record<OriginalSchemaAppRangeQuery
     static constexpr auto fields()
     {
         using R = OriginalSchemaAppRangeQueryFilterDto;
-        return std::tuple{
-            field("key", &R::key),
-            field("fromOperator", &R::fromOperator),
-            field("fromVersion", &R::fromVersion),
-            field("toOperator", &R::toOperator),
-            field("toVersion", &R::toVersion)};
+        return std::tuple{field("key", &R::key), field("fromOperator", &R::fromOperator),
+                          field("fromVersion", &R::fromVersion), field("toOperator", &R::toOperator),
+                          field("toVersion", &R::toVersion)};
     }
 };
 

@@ -14,10 +14,8 @@ struct ReferencedQueryFilterDto : record<ReferencedQueryFilterDto>
     static constexpr auto fields()
     {
         using R = ReferencedQueryFilterDto;
-        return std::tuple{
-            field("entityId", &R::entityId),
-            field("operator", &R::operator_),
-            field("key", &R::key)};
+        return std::tuple{field("entityId", &R::entityId), field("operator", &R::operator_),
+                          field("key", &R::key)};
     }
 };
 

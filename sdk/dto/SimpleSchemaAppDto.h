@@ -13,9 +13,7 @@ struct SimpleSchemaAppDto : record<SimpleSchemaAppDto>
     static constexpr auto fields()
     {
         using R = SimpleSchemaAppDto;
-        return std::tuple{
-            field("key", &R::key),
-            field("version", &R::version)};
+        return std::tuple{field("key", &R::key), field("version", &R::version)};
     }
 };
 

@@ -14,10 +14,7 @@ struct ValueLocaleDto : record<ValueLocaleDto>
     static constexpr auto fields()
     {
         using R = ValueLocaleDto;
-        return std::tuple{
-            field("key", &R::key),
-            field("display", &R::display),
-            field("value", &R::value)};
+        return std::tuple{field("key", &R::key), field("display", &R::display), field("value", &R::value)};
     }
 };
 

@@ -51,22 +51,58 @@ constexpr field_entry<Record, Field> field(const char* key, Field Record::*membe
 namespace detail {
 
 // Writing one present value under its key, by kind.
-inline bool add_member(json_node& o, const char* key, const std::string& v) { return add_string(o, key, v); }
-inline bool add_member(json_node& o, const char* key, const uuid& v) { return add_uuid(o, key, v); }
-inline bool add_member(json_node& o, const char* key, std::int64_t v) { return add_int64(o, key, v); }
-inline bool add_member(json_node& o, const char* key, bool v) { return add_bool(o, key, v); }
-inline bool add_member(json_node& o, const char* key, const text_map& v) { return add_map(o, key, v); }
+inline bool add_member(json_node& o, const char* key, const std::string& v)
+{
+    return add_string(o, key, v);
+}
+inline bool add_member(json_node& o, const char* key, const uuid& v)
+{
+    return add_uuid(o, key, v);
+}
+inline bool add_member(json_node& o, const char* key, std::int64_t v)
+{
+    return add_int64(o, key, v);
+}
+inline bool add_member(json_node& o, const char* key, bool v)
+{
+    return add_bool(o, key, v);
+}
+inline bool add_member(json_node& o, const char* key, const text_map& v)
+{
+    return add_map(o, key, v);
+}
 template <class T>
-bool add_member(json_node& o, const char* key, const std::vector<T>& v) { return add_list(o, key, v); }
+bool add_member(json_node& o, const char* key, const std::vector<T>& v)
+{
+    return add_list(o, key, v);
+}
 
 // Reading one found member into a value, by kind.
-inline bool read_member(const json_node& m, std::string& v) { return get_string(m, nullptr, v); }
-inline bool read_member(const json_node& m, uuid& v) { return get_uuid(m, nullptr, v); }
-inline bool read_member(const json_node& m, std::int64_t& v) { return get_int64(m, nullptr, v); }
-inline bool read_member(const json_node& m, bool& v) { return get_bool(m, nullptr, v); }
-inline bool read_member(const json_node& m, text_map& v) { return get_map(m, nullptr, v); }
+inline bool read_member(const json_node& m, std::string& v)
+{
+    return get_string(m, nullptr, v);
+}
+inline bool read_member(const json_node& m, uuid& v)
+{
+    return get_uuid(m, nullptr, v);
+}
+inline bool read_member(const json_node& m, std::int64_t& v)
+{
+    return get_int64(m, nullptr, v);
+}
+inline bool read_member(const json_node& m, bool& v)
+{
+    return get_bool(m, nullptr, v);
+}
+inline bool read_member(const json_node& m, text_map& v)
+{
+    return get_map(m, nullptr, v);
+}
 template <class T>
-bool read_member(const json_node& m, std::vector<T>& v) { return get_list(m, nullptr, v); }
+bool read_member(const json_node& m, std::vector<T>& v)
+{
+    return get_list(m, nullptr, v);
+}
 
 template <class T>
 bool write_field(json_node& object, const char* key, const std::optional<T>& f)
@@ -95,8 +131,7 @@ bool read_field(const json_node& member, box<T>& f)
 }
 
 template <class Record, class Field>
-void write_entry(const Record& record, const field_entry<Record, Field>& entry,
-                 json_node& object, bool& ok)
+void write_entry(const Record& record, const field_entry<Record, Field>& entry, json_node& object, bool& ok)
 {
     const Field& f = record.*entry.member;
     // After the first failure the remaining fields are walked but not written.
@@ -106,8 +141,7 @@ void write_entry(const Record& record, const field_entry<Record, Field>& entry,
 }
 
 template <class Record, class Field>
-void read_entry(Record& record, const field_entry<Record, Field>& entry, const json_node* member,
-                bool& ok)
+void read_entry(Record& record, const field_entry<Record, Field>& entry, const json_node* member, bool& ok)
 {
     Field& f = record.*entry.member;
     f.reset();

@@ -14,8 +14,11 @@ namespace tarsion {
 
 // Anything that writes itself into an object node, as the records do.
 template <class T>
-concept json_writable = requires(const T& record, json_node& node) {
-    { record.to_json(node) } -> std::convertible_to<bool>;
+concept json_writable = requires(const T& record, json_node& node)
+{
+    {
+        record.to_json(node)
+        } -> std::convertible_to<bool>;
 };
 
 // Typed adders. Each appends one member to `object` and reports whether the

@@ -13,8 +13,11 @@ namespace tarsion {
 
 // Anything that reads itself from an object node, as the records do.
 template <class T>
-concept json_readable = requires(T& record, const json_node& node) {
-    { record.from_json(node) } -> std::convertible_to<bool>;
+concept json_readable = requires(T& record, const json_node& node)
+{
+    {
+        record.from_json(node)
+        } -> std::convertible_to<bool>;
 };
 
 // The member `key` of `node` under the case-insensitive lookup, or the node

@@ -107,8 +107,8 @@ void json_node::remove_last_child() noexcept
     children.pop_back();
 }
 
-json_node& json_node::append_child(std::string_view child_key, std::string_view text,
-                                   bool is_quoted, bool array, bool object)
+json_node& json_node::append_child(std::string_view child_key, std::string_view text, bool is_quoted,
+                                   bool array, bool object)
 {
     if (children.size() < children.capacity()) {
         // No reallocation: the siblings, and any string of theirs that the
@@ -162,8 +162,8 @@ void json_node::copy_children_from(const json_node& source)
         work.pop_back();
         target->children.reserve(from->children.size());
         for (const json_node& child : from->children) {
-            json_node& copy = target->append_child(child.key, child.value, child.quoted,
-                                                   child.is_array, child.is_object);
+            json_node& copy =
+                target->append_child(child.key, child.value, child.quoted, child.is_array, child.is_object);
             if (!child.children.empty())
                 work.emplace_back(&copy, &child);
         }

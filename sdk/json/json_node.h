@@ -68,8 +68,8 @@ struct json_node
     void remove_last_child() noexcept;
 
 private:
-    json_node& append_child(std::string_view child_key, std::string_view text, bool is_quoted,
-                            bool array, bool object);
+    json_node& append_child(std::string_view child_key, std::string_view text, bool is_quoted, bool array,
+                            bool object);
     void destroy_children() noexcept;
     void copy_children_from(const json_node& source);
     void adopt_children() noexcept;

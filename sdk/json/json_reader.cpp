@@ -87,8 +87,12 @@ constexpr std::uint64_t string_stops(std::uint64_t w) noexcept
     const char* e = s + 1;
     bool has_backslash = false;
     switch (*s) {
-    case '[': case '{': case '}': case ']': case ',': case ':':
-        break;
+    case '[':
+    case '{':
+    case '}':
+    case ']':
+    case ',':
+    case ':': break;
     case '"':
         for (;;) {
             e = skip_string_bytes(e, end);
@@ -139,7 +143,13 @@ bool closing_token_at(const char* p) noexcept
     return c == ']' || c == '}';
 }
 
-enum class expect { next = 0, key = 1, value = 2, colon = 3 };
+enum class expect
+{
+    next = 0,
+    key = 1,
+    value = 2,
+    colon = 3
+};
 
 // The members of every open container are collected on one scratch list and
 // moved into their container, with one exact allocation, when it closes: no
@@ -159,7 +169,9 @@ public:
     // With `on_element`, each element of an array root is handed over as soon
     // as the comma or bracket after it is read, and then dropped.
     parser(json_node& root, const char* end, const element_handler* on_element = nullptr)
-        : root_(root), end_(end), on_element_(on_element)
+        : root_(root)
+        , end_(end)
+        , on_element_(on_element)
     {
         scratch_.reserve(64);
         frames_.push_back({kRoot, 0});
@@ -181,10 +193,15 @@ private:
     struct frame
     {
         std::size_t holder; // index of the container on the scratch list, or kRoot
-        std::size_t first;  // index of its first member on the scratch list
+        std::size_t first; // index of its first member on the scratch list
     };
 
-    enum class child_at { none, root, last };
+    enum class child_at
+    {
+        none,
+        root,
+        last
+    };
 
     const char* loop(const char* p)
     {
@@ -277,7 +294,8 @@ private:
         const std::size_t before = children.size();
         children.reserve(before + count);
         const auto from = scratch_.begin() + static_cast<std::ptrdiff_t>(f.first);
-        children.insert(children.end(), std::make_move_iterator(from), std::make_move_iterator(scratch_.end()));
+        children.insert(children.end(), std::make_move_iterator(from),
+                        std::make_move_iterator(scratch_.end()));
         for (std::size_t i = before; i < children.size(); ++i)
             children[i].parent = &container;
         scratch_.erase(from, scratch_.end());
@@ -389,8 +407,7 @@ private:
             assign_scalar(child, t);
             state_ = expect::next;
             return true;
-        default:
-            return false;
+        default: return false;
         }
     }
 
@@ -541,7 +558,8 @@ void find_children(const json_node& node, std::span<const std::string_view> keys
         if (missing == 0)
             break;
         std::size_t match = keys.size();
-        if (next < keys.size() && found[next] == nullptr && equals_ignoring_ascii_case(child.key, keys[next])) {
+        if (next < keys.size() && found[next] == nullptr
+            && equals_ignoring_ascii_case(child.key, keys[next])) {
             match = next;
         } else {
             for (std::size_t k = 0; k < keys.size(); ++k) {

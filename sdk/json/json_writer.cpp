@@ -326,7 +326,8 @@ private:
         const json_node* const first = container.children.data();
         const json_node* const end = first + container.children.size();
         const char* const from = reinterpret_cast<const char*>(first);
-        const char* const to = reinterpret_cast<const char*>(end - first > kNodeAhead ? first + kNodeAhead : end);
+        const char* const to =
+            reinterpret_cast<const char*>(end - first > kNodeAhead ? first + kNodeAhead : end);
         for (const char* line = from; line < to; line += kLine)
             __builtin_prefetch(line);
         stack_.push_back({first, end, array ? ']' : '}'});

@@ -28,8 +28,14 @@ bool read_unit(std::string_view text, std::size_t i, std::uint32_t& unit) noexce
     return true;
 }
 
-bool is_high_surrogate(std::uint32_t u) noexcept { return u >= 0xD800 && u <= 0xDBFF; }
-bool is_low_surrogate(std::uint32_t u) noexcept { return u >= 0xDC00 && u <= 0xDFFF; }
+bool is_high_surrogate(std::uint32_t u) noexcept
+{
+    return u >= 0xD800 && u <= 0xDBFF;
+}
+bool is_low_surrogate(std::uint32_t u) noexcept
+{
+    return u >= 0xDC00 && u <= 0xDFFF;
+}
 
 char kept_escape(std::uint32_t unit) noexcept
 {

@@ -2,10 +2,7 @@
 
 namespace QuorvelSdk {
 
-AmbrelTokenProvider::AmbrelTokenProvider(Ambrel::Client* signInClient)
-    : client(signInClient)
-{
-}
+AmbrelTokenProvider::AmbrelTokenProvider(Ambrel::Client* signInClient) : client(signInClient) {}
 
 QByteArray AmbrelTokenProvider::accessToken()
 {

@@ -6,10 +6,7 @@
 
 namespace QuorvelSdk {
 
-ExchangeCancellation::ExchangeCancellation(QtHttpNetworkService* service)
-    : m_service(service)
-{
-}
+ExchangeCancellation::ExchangeCancellation(QtHttpNetworkService* service) : m_service(service) {}
 
 void ExchangeCancellation::cancel()
 {

@@ -40,8 +40,8 @@ bool sameOrigin(const QUrl& a, const QUrl& b)
         return url.scheme().compare(QLatin1String("https"), Qt::CaseInsensitive) == 0 ? 443 : 80;
     };
     return a.scheme().compare(b.scheme(), Qt::CaseInsensitive) == 0
-        && a.host().compare(b.host(), Qt::CaseInsensitive) == 0
-        && a.port(defaultPort(a)) == b.port(defaultPort(b));
+           && a.host().compare(b.host(), Qt::CaseInsensitive) == 0
+           && a.port(defaultPort(a)) == b.port(defaultPort(b));
 }
 
 // Qt follows every redirect but 307 and 308 with a GET (a HEAD stays a
@@ -158,14 +158,16 @@ void QtHttpNetworkService::shutdown()
     }
     if (worker != nullptr && m_thread->isRunning()) {
         Worker* w = worker;
-        QMetaObject::invokeMethod(worker, [w] { w->shutdown(); }, Qt::BlockingQueuedConnection);
+        QMetaObject::invokeMethod(
+            worker, [w] { w->shutdown(); }, Qt::BlockingQueuedConnection);
     }
 }
 
 void QtHttpNetworkService::abortCancelled()
 {
     Worker* w = worker;
-    QMetaObject::invokeMethod(worker, [w] { w->abortCancelled(); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        worker, [w] { w->abortCancelled(); }, Qt::QueuedConnection);
 }
 
 void QtHttpNetworkService::setLimits(const HttpLimits& limits)
@@ -193,7 +195,8 @@ qint32 QtHttpNetworkService::execute(PendingHttpRequest& pending)
         // check and the post and leave this sender waiting for nothing.
         Worker* w = worker;
         PendingHttpRequest* p = &pending;
-        QMetaObject::invokeMethod(worker, [w, p] { w->perform(p); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            worker, [w, p] { w->perform(p); }, Qt::QueuedConnection);
     }
     pending.done.acquire();
     return pending.result;
@@ -278,10 +281,13 @@ void QtHttpNetworkService::Worker::watchProgress(QNetworkReply* reply, PendingHt
     // before the start it costs nothing, there being nobody to tell.
     const auto limit = [reply] { reply->setReadBufferSize(kReadBufferBytes); };
     limit();
-    QMetaObject::invokeMethod(reply, [reply, limit] {
-        limit();
-        QMetaObject::invokeMethod(reply, limit, Qt::QueuedConnection);
-    }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        reply,
+        [reply, limit] {
+            limit();
+            QMetaObject::invokeMethod(reply, limit, Qt::QueuedConnection);
+        },
+        Qt::QueuedConnection);
     markMoved(pending);
     watchInactivity(pending->limits.inactivityTimeoutMs);
 }
@@ -340,11 +346,12 @@ void QtHttpNetworkService::Worker::checkRedirect(QNetworkReply* reply, PendingHt
     }
     giveUp(reply, pending, kRedirectRefused,
            QStringLiteral("redirect %1 refused (status %2, to %3);")
-               .arg(QLatin1String(refusal)).arg(status).arg(loggedUrl(next)));
+               .arg(QLatin1String(refusal))
+               .arg(status)
+               .arg(loggedUrl(next)));
 }
 
-void QtHttpNetworkService::Worker::checkAnnouncedLength(QNetworkReply* reply,
-                                                        PendingHttpRequest* pending)
+void QtHttpNetworkService::Worker::checkAnnouncedLength(QNetworkReply* reply, PendingHttpRequest* pending)
 {
     const QVariant header = reply->header(QNetworkRequest::ContentLengthHeader);
     if (!header.isValid())
@@ -371,8 +378,8 @@ void QtHttpNetworkService::Worker::readAvailable(QNetworkReply* reply, PendingHt
         giveUp(reply, pending, kTooLarge, bodyOverLimit(limit));
 }
 
-void QtHttpNetworkService::Worker::giveUp(QNetworkReply* reply, PendingHttpRequest* pending,
-                                          qint32 error, const QString& why)
+void QtHttpNetworkService::Worker::giveUp(QNetworkReply* reply, PendingHttpRequest* pending, qint32 error,
+                                          const QString& why)
 {
     if (pending->given_up != 0 || !active_replies.contains(reply))
         return;

@@ -32,8 +32,7 @@ public:
     {
     public:
         void perform(PendingHttpRequest* pending);
-        void finishRequest(QNetworkReply* reply, HttpBodyDevice* device,
-                           PendingHttpRequest* pending);
+        void finishRequest(QNetworkReply* reply, HttpBodyDevice* device, PendingHttpRequest* pending);
         // Aborts every active reply and returns once all have finished.
         void shutdown();
         // Aborts the active replies whose chain has been cancelled.
@@ -47,8 +46,7 @@ public:
         void checkRedirect(QNetworkReply* reply, PendingHttpRequest* pending, const QUrl& target);
         // Ends the exchange with `error`, whatever the reply's own state,
         // warning with `why` unless it is empty (a shutdown is no failure).
-        void giveUp(QNetworkReply* reply, PendingHttpRequest* pending, qint32 error,
-                    const QString& why);
+        void giveUp(QNetworkReply* reply, PendingHttpRequest* pending, qint32 error, const QString& why);
         void watchProgress(QNetworkReply* reply, PendingHttpRequest* pending);
         void markMoved(PendingHttpRequest* pending);
         void watchInactivity(int limitMs);

@@ -23,9 +23,8 @@ public:
     void setCancellation(std::shared_ptr<const ExchangeCancellation> cancellation);
 
     std::int32_t send(const std::string& verb, const std::string& url,
-                      const tarsion::http::header_list& headers, body* request_body,
-                      bool disable_redirects, std::int64_t transport_option,
-                      tarsion::http_response& response) override;
+                      const tarsion::http::header_list& headers, body* request_body, bool disable_redirects,
+                      std::int64_t transport_option, tarsion::http_response& response) override;
 
 private:
     QtHttpNetworkService* service;

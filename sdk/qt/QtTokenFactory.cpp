@@ -4,10 +4,7 @@
 
 namespace QuorvelSdk {
 
-QtTokenFactory::QtTokenFactory(IAuthTokenProvider* tokenProvider)
-    : provider(tokenProvider)
-{
-}
+QtTokenFactory::QtTokenFactory(IAuthTokenProvider* tokenProvider) : provider(tokenProvider) {}
 
 std::string QtTokenFactory::get_token()
 {

@@ -2,10 +2,7 @@
 
 namespace QuorvelSdk {
 
-QuorvelServiceBase::QuorvelServiceBase(QObject* parent)
-    : QObject(parent)
-{
-}
+QuorvelServiceBase::QuorvelServiceBase(QObject* parent) : QObject(parent) {}
 
 QuorvelServiceBase::~QuorvelServiceBase()
 {

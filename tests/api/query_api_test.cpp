@@ -15,13 +15,13 @@
 namespace tarsion::quorvel::api {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using tarsion::testing::fake_token_factory;
 using tarsion::testing::recorded_send;
 using tarsion::testing::recorded_waits;
 using tarsion::testing::scripted_http_client;
 using tarsion::testing::scripted_reply;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 using header_pairs = std::vector<http::header>;
 using entities = std::vector<dto::EntityDto>;
@@ -83,8 +83,7 @@ protected:
         if (!factory)
             factory = std::make_unique<fake_token_factory>("tok");
         tokens = factory.get();
-        t = std::make_shared<tenant>(tarsion::testing::system_settings(std::move(http)),
-                                     std::move(factory));
+        t = std::make_shared<tenant>(tarsion::testing::system_settings(std::move(http)), std::move(factory));
         t->sleep = waits.function();
     }
 
@@ -123,8 +122,7 @@ TEST_F(QueryApi, EmptyQueryAndFlagsReachTheClient)
 {
     make_tenant({{200, "[]", {}, 0}});
     ASSERT_TRUE(BusinessEntitiesQueryApi(t)
-                    .query_vector({}, std::nullopt, std::nullopt, std::nullopt, std::nullopt, 77,
-                                  true, false)
+                    .query_vector({}, std::nullopt, std::nullopt, std::nullopt, std::nullopt, 77, true, false)
                     .has_value());
     const auto sends = client->sends();
     ASSERT_EQ(sends.size(), 1u);
@@ -152,9 +150,8 @@ TEST_P(QueryApiParameters, AreWrittenInTheirFixedOrder)
 {
     const parameter_case& c = GetParam();
     make_tenant({{200, "[]", {}, 0}});
-    ASSERT_TRUE(BusinessEntitiesQueryApi(t)
-                    .query_vector({}, c.skip, c.take, c.use_replica, c.engine)
-                    .has_value());
+    ASSERT_TRUE(
+        BusinessEntitiesQueryApi(t).query_vector({}, c.skip, c.take, c.use_replica, c.engine).has_value());
     EXPECT_EQ(client->sends().at(0).url, std::string(kQueryPath) + c.query_string);
     EXPECT_EQ(BusinessEntitiesQueryApi::path(c.skip, c.take, c.use_replica, c.engine),
               std::string(BusinessEntitiesQueryApi::kPathTemplate) + c.query_string);
@@ -162,19 +159,18 @@ TEST_P(QueryApiParameters, AreWrittenInTheirFixedOrder)
 
 INSTANTIATE_TEST_SUITE_P(
     Parameters, QueryApiParameters,
-    ::testing::Values(
-        parameter_case{"None", {}, {}, {}, {}, ""},
-        parameter_case{"SkipAlone", 0u, {}, {}, {}, "?Skip=0"},
-        parameter_case{"TakeAlone", {}, 1u, {}, {}, "?Take=1"},
-        parameter_case{"SkipAndTake", 0u, 1u, {}, {}, "?Skip=0&Take=1"},
-        parameter_case{"ReplicaTrue", {}, {}, true, {}, "?useReplica=true"},
-        parameter_case{"ReplicaFalse", {}, {}, false, {}, "?useReplica=false"},
-        parameter_case{"EngineAlone", {}, {}, {}, "vector", "?engine=vector"},
-        parameter_case{"EngineEncoded", {}, {}, {}, "a b&c", "?engine=a%20b%26c"},
-        parameter_case{"EnginePresentButEmpty", {}, {}, {}, "", "?engine="},
-        parameter_case{"AllFour", 10u, 4294967295u, true, "a b&c",
-                       "?Skip=10&Take=4294967295&useReplica=true&engine=a%20b%26c"},
-        parameter_case{"TakeZeroAndReplica", {}, 0u, false, {}, "?Take=0&useReplica=false"}),
+    ::testing::Values(parameter_case{"None", {}, {}, {}, {}, ""},
+                      parameter_case{"SkipAlone", 0u, {}, {}, {}, "?Skip=0"},
+                      parameter_case{"TakeAlone", {}, 1u, {}, {}, "?Take=1"},
+                      parameter_case{"SkipAndTake", 0u, 1u, {}, {}, "?Skip=0&Take=1"},
+                      parameter_case{"ReplicaTrue", {}, {}, true, {}, "?useReplica=true"},
+                      parameter_case{"ReplicaFalse", {}, {}, false, {}, "?useReplica=false"},
+                      parameter_case{"EngineAlone", {}, {}, {}, "vector", "?engine=vector"},
+                      parameter_case{"EngineEncoded", {}, {}, {}, "a b&c", "?engine=a%20b%26c"},
+                      parameter_case{"EnginePresentButEmpty", {}, {}, {}, "", "?engine="},
+                      parameter_case{"AllFour", 10u, 4294967295u, true, "a b&c",
+                                     "?Skip=10&Take=4294967295&useReplica=true&engine=a%20b%26c"},
+                      parameter_case{"TakeZeroAndReplica", {}, 0u, false, {}, "?Take=0&useReplica=false"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 // ---- the reply ----------------------------------------------------------
@@ -218,15 +214,14 @@ TEST_P(QueryApiReply, BecomesRecordsOrAnError)
     }
 }
 
-const http::header_list kServerHeaders{{"Content-Type", "text/plain"}, {"X-Request-Id", "r-1"},
-                                       {"X-Request-Id", "r-2"}};
+const http::header_list kServerHeaders{
+    {"Content-Type", "text/plain"}, {"X-Request-Id", "r-1"}, {"X-Request-Id", "r-2"}};
 
 INSTANTIATE_TEST_SUITE_P(
     Replies, QueryApiReply,
     ::testing::Values(
         records("EmptyArray", 200, "[]", 0), records("EmptyArrayWith204", 204, "[]", 0),
-        records("EmptyArrayWith299", 299, "[]", 0),
-        records("EmptyArrayWithBlanks", 200, " [ ]\n", 0),
+        records("EmptyArrayWith299", 299, "[]", 0), records("EmptyArrayWithBlanks", 200, " [ ]\n", 0),
         records("TwoEntities", 200, "[{\"stateKey\":\"OPEN\"},{\"version\":2}]", 2),
         records("EmptyObjectIsAnEntity", 200, "[{}]", 1),
         fails("Html", {200, "<html><body>Bad gateway</body></html>", {}, 0},
@@ -291,8 +286,8 @@ TEST_F(QueryApi, EntitiesAreReadInReplyOrder)
 TEST_F(QueryApi, QueryIsRetriedWhenAnyVerbMayBe)
 {
     make_tenant({{503, "busy", {}, 0}, {502, "", {}, 0}, {200, "[{}]", {}, 0}});
-    const auto result = BusinessEntitiesQueryApi(t).query_vector(
-        duty_channel_query(), 0u, 1u, std::nullopt, std::nullopt, 0, false, true);
+    const auto result = BusinessEntitiesQueryApi(t).query_vector(duty_channel_query(), 0u, 1u, std::nullopt,
+                                                                 std::nullopt, 0, false, true);
 
     ASSERT_TRUE(result.has_value());
     EXPECT_EQ(result->size(), 1u);

@@ -29,8 +29,8 @@ std::string every_byte_but_unreserved()
     std::string raw;
     for (int b = 0; b < 256; ++b) {
         const char c = static_cast<char>(b);
-        const bool unreserved = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z')
-            || (c >= '0' && c <= '9') || c == '-' || c == '.' || c == '_' || c == '~';
+        const bool unreserved = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9')
+                                || c == '-' || c == '.' || c == '_' || c == '~';
         if (!unreserved)
             raw.push_back(c);
     }
@@ -39,13 +39,12 @@ std::string every_byte_but_unreserved()
 
 INSTANTIATE_TEST_SUITE_P(
     Values, PercentEncode,
-    ::testing::Values(
-        encoding_case{"Empty", "", ""},
-        encoding_case{"Unreserved",
-                      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~",
-                      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~"},
-        encoding_case{"BlankAndAmpersand", "a b&c", "a%20b%26c"},
-        encoding_case{"Utf8ByteByByte", "\xc3\xa9t\xc3\xa9", "%C3%A9t%C3%A9"}),
+    ::testing::Values(encoding_case{"Empty", "", ""},
+                      encoding_case{"Unreserved",
+                                    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~",
+                                    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~"},
+                      encoding_case{"BlankAndAmpersand", "a b&c", "a%20b%26c"},
+                      encoding_case{"Utf8ByteByByte", "\xc3\xa9t\xc3\xa9", "%C3%A9t%C3%A9"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(PercentEncodeAllBytes, EveryOtherByteBecomesThreeCharacters)

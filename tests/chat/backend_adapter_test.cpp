@@ -76,8 +76,7 @@ public:
         ++probe->calls;
         const int now = ++probe->running;
         int seen = probe->peak.load();
-        while (seen < now && !probe->peak.compare_exchange_weak(seen, now)) {
-        }
+        while (seen < now && !probe->peak.compare_exchange_weak(seen, now)) {}
         probe->started.release();
         const bool opened = probe->gate.tryAcquire(1, watchdogMs());
         if (probe->ownerGone)
@@ -118,8 +117,7 @@ std::unique_ptr<QuorvelBackendAdapter> adapterWith(std::unique_ptr<IChatResolver
                                                    qint32 threads = 4,
                                                    std::shared_ptr<tarsion::tenant> tenant = {})
 {
-    return std::make_unique<QuorvelBackendAdapter>(std::move(tenant), 0, std::move(resolver),
-                                                   threads);
+    return std::make_unique<QuorvelBackendAdapter>(std::move(tenant), 0, std::move(resolver), threads);
 }
 
 // ---------------------------------------------------------------- the pool
@@ -193,8 +191,7 @@ TEST(BackendAdapter, EveryOperationNotBuiltAnswersNotImplementedWithItsName)
     for (const auto& [operation, error] : answers) {
         ASSERT_TRUE(error.has_value()) << operation;
         EXPECT_EQ(*error, (Error{ErrorKind::NotImplemented,
-                                 QStringLiteral("Not implemented: ") + QString::fromLatin1(operation),
-                                 -1}));
+                                 QStringLiteral("Not implemented: ") + QString::fromLatin1(operation), -1}));
     }
 }
 
@@ -235,8 +232,7 @@ TEST(BackendAdapter, NotBuiltOperationsCopyTheirArgumentAndQueueOnTheAdaptersPoo
     const QFuture<void> postedSeen = posted.then(
         QtFuture::Launch::Sync, [&](const Result<Message>&) { postedOn = QThread::currentThread(); });
     const QFuture<void> listedSeen = listed.then(
-        QtFuture::Launch::Sync,
-        [&](const Result<MessagesPage>&) { listedOn = QThread::currentThread(); });
+        QtFuture::Launch::Sync, [&](const Result<MessagesPage>&) { listedOn = QThread::currentThread(); });
 
     probe->gate.release();
     ASSERT_TRUE(awaitFinished(postedSeen));
@@ -313,8 +309,7 @@ TEST(BackendAdapter, DestructionWaitsForTheRunningTaskAndRunsTheQueuedOnes)
     }
     destroyer->wait();
 
-    EXPECT_FALSE(probe->ownerGoneBeforeEnd.load())
-        << "the adapter was gone before its task had ended";
+    EXPECT_FALSE(probe->ownerGoneBeforeEnd.load()) << "the adapter was gone before its task had ended";
     EXPECT_TRUE(probe->destroyed.load());
     EXPECT_EQ(probe->runningAtDestruction.load(), 0);
     ASSERT_TRUE(queued.isFinished());
@@ -332,8 +327,7 @@ TEST(BackendAdapter, ResolverGoesBeforeTheTenantIsReleased)
     auto probe = std::make_shared<ResolverProbe>();
     auto tenant = std::make_shared<tarsion::tenant>(tarsion::tenant_base{});
     probe->tenant = tenant;
-    auto adapter =
-        adapterWith(std::make_unique<BlockingResolver>(probe, answerChat()), 2, std::move(tenant));
+    auto adapter = adapterWith(std::make_unique<BlockingResolver>(probe, answerChat()), 2, std::move(tenant));
     ASSERT_FALSE(probe->tenant.expired());
 
     adapter.reset();

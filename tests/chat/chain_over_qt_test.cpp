@@ -90,8 +90,7 @@ TEST_F(ChainOverQt, ResolvesTheDutyChannelWithTheSignedInToken)
     EXPECT_TRUE(chat.isDefaultChannel);
     EXPECT_EQ(chat.version, 31);
 
-    const auto entities =
-        tarsion::quorvel::api::BusinessEntitiesQueryApi::entities_from(kTicketReply);
+    const auto entities = tarsion::quorvel::api::BusinessEntitiesQueryApi::entities_from(kTicketReply);
     ASSERT_TRUE(entities.has_value());
     ASSERT_EQ(entities->size(), 1u);
     EXPECT_EQ(chat.rawDump, dumpEntity(entities->front()));

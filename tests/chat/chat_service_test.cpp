@@ -4,7 +4,6 @@
 #include <memory>
 #include <vector>
 
-
 #include <QMutex>
 #include <QPointer>
 #include <QSemaphore>
@@ -22,8 +21,7 @@ namespace {
 using namespace QuorvelChat;
 
 const QString kNoIdentity = QStringLiteral("ChatService: no identity, network thread running.");
-const QString kAttached =
-    QStringLiteral("ChatService: SDK chain attached, network thread running.");
+const QString kAttached = QStringLiteral("ChatService: SDK chain attached, network thread running.");
 
 // A back end that does nothing but report its destruction (on whichever
 // thread it happens), and what the service's adapter was at that moment.
@@ -133,8 +131,7 @@ void PrintTo(const SignOut& way, std::ostream* out)
     *out << way.name;
 }
 
-class ChatServiceSignOutTest : public ChatServiceTest,
-                               public ::testing::WithParamInterface<SignOut>
+class ChatServiceSignOutTest : public ChatServiceTest, public ::testing::WithParamInterface<SignOut>
 {
 };
 
@@ -174,11 +171,12 @@ TEST_P(ChatServiceSignOutTest, AnnouncesAtOnceAndRetiresTheCancelledAdapterElsew
 
 INSTANTIATE_TEST_SUITE_P(
     ThreeWays, ChatServiceSignOutTest,
-    ::testing::Values(
-        SignOut{"SetNull", [](ChatService& s) { s.setAdapter(nullptr); }},
-        SignOut{"Detach", [](ChatService& s) { s.detachAdapter(); }},
-        SignOut{"ReleaseAll",
-                [](ChatService& s) { static_cast<QuorvelSdk::QuorvelServiceBase&>(s).releaseAll(); }}),
+    ::testing::Values(SignOut{"SetNull", [](ChatService& s) { s.setAdapter(nullptr); }},
+                      SignOut{"Detach", [](ChatService& s) { s.detachAdapter(); }},
+                      SignOut{"ReleaseAll",
+                              [](ChatService& s) {
+                                  static_cast<QuorvelSdk::QuorvelServiceBase&>(s).releaseAll();
+                              }}),
     [](const ::testing::TestParamInfo<SignOut>& info) { return std::string(info.param.name); });
 
 TEST_F(ChatServiceTest, ReplacingAnnouncesRemovalThenTheNewChain)

@@ -79,8 +79,7 @@ bool awaitFinished(const QFuture<T>& future, std::chrono::milliseconds limit = k
 // Waits for `future` while this thread keeps serving its events (a loopback
 // server may live here). Empty, with a test failure, when the watchdog fires.
 template <class T>
-std::optional<T> awaitResult(const QFuture<T>& future,
-                             std::chrono::milliseconds limit = kWatchdog)
+std::optional<T> awaitResult(const QFuture<T>& future, std::chrono::milliseconds limit = kWatchdog)
 {
     if (!awaitFinished(future, limit)) {
         ADD_FAILURE() << "watchdog: future did not finish within " << limit.count() << " ms";
@@ -141,19 +140,35 @@ inline int watchdogMs()
 class ResolveOnlyBackend : public QuorvelChat::IChatBackend
 {
 public:
-    QFuture<QuorvelChat::Result<QuorvelChat::MessagesPage>> listMessages(
-        const QuorvelChat::ListMessagesRequest&) override { return {}; }
-    QFuture<QuorvelChat::Result<QuorvelChat::Message>> postMessage(
-        const QuorvelChat::MessageDraftRequest&) override { return {}; }
-    QFuture<QuorvelChat::Result<QuorvelChat::Message>> patchMessage(
-        const QuorvelChat::Message&) override { return {}; }
+    QFuture<QuorvelChat::Result<QuorvelChat::MessagesPage>>
+    listMessages(const QuorvelChat::ListMessagesRequest&) override
+    {
+        return {};
+    }
+    QFuture<QuorvelChat::Result<QuorvelChat::Message>>
+    postMessage(const QuorvelChat::MessageDraftRequest&) override
+    {
+        return {};
+    }
+    QFuture<QuorvelChat::Result<QuorvelChat::Message>> patchMessage(const QuorvelChat::Message&) override
+    {
+        return {};
+    }
     QFuture<QuorvelChat::Result<QuorvelChat::Unit>> deleteMessage(const QUuid&) override { return {}; }
-    QFuture<QuorvelChat::Result<QuorvelChat::Attachment>> uploadAttachment(
-        const QuorvelChat::AttachmentUploadRequest&) override { return {}; }
-    QFuture<QuorvelChat::Result<QuorvelChat::Attachment>> downloadAttachment(
-        const QuorvelChat::AttachmentDownloadRequest&) override { return {}; }
-    QFuture<QuorvelChat::Result<QuorvelChat::Draft>> saveDraft(
-        const QuorvelChat::DraftSaveRequest&) override { return {}; }
+    QFuture<QuorvelChat::Result<QuorvelChat::Attachment>>
+    uploadAttachment(const QuorvelChat::AttachmentUploadRequest&) override
+    {
+        return {};
+    }
+    QFuture<QuorvelChat::Result<QuorvelChat::Attachment>>
+    downloadAttachment(const QuorvelChat::AttachmentDownloadRequest&) override
+    {
+        return {};
+    }
+    QFuture<QuorvelChat::Result<QuorvelChat::Draft>> saveDraft(const QuorvelChat::DraftSaveRequest&) override
+    {
+        return {};
+    }
 };
 
 } // namespace QuorvelChatTest

@@ -25,9 +25,8 @@ using namespace QuorvelChat;
 TEST(ChatKinds, EveryValuePrintsItsNameAndAnOutsiderAQuestionMark)
 {
     const std::pair<qint32, const char*> errorKinds[] = {
-        {0, "Network"},     {1, "Auth"},     {2, "NotFound"},       {3, "Conflict"},
-        {4, "Validation"},  {5, "ServerError"}, {6, "Canceled"},   {7, "NotImplemented"},
-        {8, "Unknown"},     {9, "?"}};
+        {0, "Network"},     {1, "Auth"},     {2, "NotFound"},       {3, "Conflict"}, {4, "Validation"},
+        {5, "ServerError"}, {6, "Canceled"}, {7, "NotImplemented"}, {8, "Unknown"},  {9, "?"}};
     for (const auto& [value, text] : errorKinds)
         EXPECT_EQ(errorKindText(ErrorKind(value)), QString::fromLatin1(text)) << value;
 
@@ -162,16 +161,26 @@ TEST(ChatMetaTypes, EveryChatValueIsKnownByNameAfterRegistration)
 {
     registerMetaTypes();
     registerMetaTypes(); // a second call must be harmless
-    const char* const names[] = {
-        "QuorvelChat::ChatKind", "QuorvelChat::ErrorKind", "QuorvelChat::Error",
-        "QuorvelChat::Unit", "QuorvelChat::Chat", "QuorvelChat::Message",
-        "QuorvelChat::MessagesPage", "QuorvelChat::Attachment", "QuorvelChat::Draft",
-        "QuorvelChat::ListMessagesRequest", "QuorvelChat::MessageDraftRequest",
-        "QuorvelChat::AttachmentUploadRequest", "QuorvelChat::AttachmentDownloadRequest",
-        "QuorvelChat::DraftSaveRequest", "QuorvelChat::Result<QuorvelChat::Chat>",
-        "QuorvelChat::Result<QuorvelChat::MessagesPage>",
-        "QuorvelChat::Result<QuorvelChat::Message>", "QuorvelChat::Result<QuorvelChat::Unit>",
-        "QuorvelChat::Result<QuorvelChat::Attachment>", "QuorvelChat::Result<QuorvelChat::Draft>"};
+    const char* const names[] = {"QuorvelChat::ChatKind",
+                                 "QuorvelChat::ErrorKind",
+                                 "QuorvelChat::Error",
+                                 "QuorvelChat::Unit",
+                                 "QuorvelChat::Chat",
+                                 "QuorvelChat::Message",
+                                 "QuorvelChat::MessagesPage",
+                                 "QuorvelChat::Attachment",
+                                 "QuorvelChat::Draft",
+                                 "QuorvelChat::ListMessagesRequest",
+                                 "QuorvelChat::MessageDraftRequest",
+                                 "QuorvelChat::AttachmentUploadRequest",
+                                 "QuorvelChat::AttachmentDownloadRequest",
+                                 "QuorvelChat::DraftSaveRequest",
+                                 "QuorvelChat::Result<QuorvelChat::Chat>",
+                                 "QuorvelChat::Result<QuorvelChat::MessagesPage>",
+                                 "QuorvelChat::Result<QuorvelChat::Message>",
+                                 "QuorvelChat::Result<QuorvelChat::Unit>",
+                                 "QuorvelChat::Result<QuorvelChat::Attachment>",
+                                 "QuorvelChat::Result<QuorvelChat::Draft>"};
     for (const char* name : names) {
         const QMetaType type = QMetaType::fromName(name);
         EXPECT_TRUE(type.isValid()) << name;
@@ -202,9 +211,8 @@ TEST(ChatMetaTypes, AResultTravelsThroughAQueuedSignalConnectedByName)
     registerMetaTypes();
     ResultSender sender;
     ResultReceiver receiver;
-    ASSERT_TRUE(QObject::connect(&sender, SIGNAL(produced(QuorvelChat::Result<QuorvelChat::Chat>)),
-                                 &receiver, SLOT(take(QuorvelChat::Result<QuorvelChat::Chat>)),
-                                 Qt::QueuedConnection));
+    ASSERT_TRUE(QObject::connect(&sender, SIGNAL(produced(QuorvelChat::Result<QuorvelChat::Chat>)), &receiver,
+                                 SLOT(take(QuorvelChat::Result<QuorvelChat::Chat>)), Qt::QueuedConnection));
 
     Q_EMIT sender.produced(Result<Chat>(sampleChat()));
     EXPECT_FALSE(receiver.got.has_value()) << "a queued connection delivers later";

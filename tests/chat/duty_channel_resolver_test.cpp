@@ -27,8 +27,7 @@ using tarsion::testing::recorded_waits;
 using tarsion::testing::scripted_http_client;
 using tarsion::testing::scripted_reply;
 
-constexpr const char* kQueryUrl =
-    "http://svc/api/business/quorvel/b1/v0/entities/query/vector?Skip=0&Take=1";
+constexpr const char* kQueryUrl = "http://svc/api/business/quorvel/b1/v0/entities/query/vector?Skip=0&Take=1";
 
 constexpr const char* kTicketId = "6f1c0a52-3b1e-4d7a-9f00-1234567890ab";
 
@@ -74,8 +73,7 @@ protected:
     // A tenant like the assembled one: business b1, the system's retry
     // policy, a token "tok" that renews to itself (so a 401 stays a 401).
     std::shared_ptr<tarsion::tenant> makeTenant(std::shared_ptr<tarsion::http::http_base> http,
-                                                tarsion::expected<std::string> renewal =
-                                                    std::string("tok"))
+                                                tarsion::expected<std::string> renewal = std::string("tok"))
     {
         auto made = std::make_shared<tarsion::tenant>(
             tarsion::testing::system_settings(std::move(http), "http://svc/", "b1"),
@@ -88,8 +86,8 @@ protected:
                              EntityDumper dumper = {})
     {
         client = std::make_shared<scripted_http_client>(std::move(script));
-        DutyChannelChatResolver resolver(makeTenant(client), principalKind,
-                                         QStringLiteral("EN_US"), std::move(dumper));
+        DutyChannelChatResolver resolver(makeTenant(client), principalKind, QStringLiteral("EN_US"),
+                                         std::move(dumper));
         return resolver.resolve();
     }
 
@@ -156,11 +154,10 @@ TEST_F(DutyChannelResolverTest, AnyOtherPrincipalKindIsTheSignedInUser)
 TEST_F(DutyChannelResolverTest, FirstOfTheEntitiesBecomesTheChat)
 {
     std::vector<std::string> dumped;
-    const auto result =
-        resolveWith({ok(array({kTicket, kOtherTicket}))}, 0, [&](const EntityDto& entity) {
-            dumped.push_back(entity.stateKey.value_or("?"));
-            return QStringLiteral("dump of ") + QString::fromStdString(entity.stateKey.value_or("?"));
-        });
+    const auto result = resolveWith({ok(array({kTicket, kOtherTicket}))}, 0, [&](const EntityDto& entity) {
+        dumped.push_back(entity.stateKey.value_or("?"));
+        return QStringLiteral("dump of ") + QString::fromStdString(entity.stateKey.value_or("?"));
+    });
     ASSERT_TRUE(result.hasValue()) << ::testing::PrintToString(result.error());
     const Chat& chat = result.value();
     EXPECT_EQ(chat.id, QUuid::fromString(QLatin1String(kTicketId)));
@@ -182,14 +179,16 @@ TEST_F(DutyChannelResolverTest, FirstOfTheEntitiesBecomesTheChat)
 TEST_F(DutyChannelResolverTest, BareEntityGivesANullIdNoTitleAndZeroVersion)
 {
     // No dumper either: the dump stays empty.
-    const auto result = resolveWith({ok("[{\"stateKey\":\"gepr\xC3\xBC" "ft\"}]")});
+    const auto result = resolveWith({ok("[{\"stateKey\":\"gepr\xC3\xBC"
+                                        "ft\"}]")});
     ASSERT_TRUE(result.hasValue()) << ::testing::PrintToString(result.error());
     const Chat& chat = result.value();
     EXPECT_TRUE(chat.id.isNull());
     EXPECT_EQ(chat.kind, ChatKind::BusinessTicket);
     EXPECT_TRUE(chat.title.isEmpty());
     EXPECT_EQ(chat.businessId, QStringLiteral("b1"));
-    EXPECT_EQ(chat.stateKey, QString::fromUtf8("gepr\xC3\xBC" "ft"));
+    EXPECT_EQ(chat.stateKey, QString::fromUtf8("gepr\xC3\xBC"
+                                               "ft"));
     EXPECT_TRUE(chat.isDefaultChannel);
     EXPECT_EQ(chat.version, 0);
     EXPECT_TRUE(chat.rawDump.isEmpty());
@@ -201,16 +200,15 @@ TEST_F(DutyChannelResolverTest, EmptyListMeansNoDutyChannel)
     ASSERT_FALSE(result.hasValue());
     EXPECT_EQ(result.error(),
               (Error{ErrorKind::NotFound,
-                     QStringLiteral(
-                         "No default duty channel (IS_DEFAULT_CHANNEL=TRUE) found for current "
-                         "principal"),
+                     QStringLiteral("No default duty channel (IS_DEFAULT_CHANNEL=TRUE) found for current "
+                                    "principal"),
                      -1}));
 }
 
 TEST_F(DutyChannelResolverTest, ConcurrentResolutionsShareOneResolverSafely)
 {
-    client = std::make_shared<scripted_http_client>(
-        [](const recorded_send&) { return ok(array({kTicket})); });
+    client =
+        std::make_shared<scripted_http_client>([](const recorded_send&) { return ok(array({kTicket})); });
     DutyChannelChatResolver resolver(makeTenant(client), 0, QStringLiteral("EN_US"),
                                      &QuorvelChat::dumpEntity);
     const QString expectedDump = dumpEntity(entityFromJson(kTicket));
@@ -269,20 +267,20 @@ INSTANTIATE_TEST_SUITE_P(
                  TITLE_ENTITY(TITLE(R"({"key":"EN_US","display":"Shown","value":"raw"})")), "Shown"},
         TitleRow{"EmptyDisplayFallsBackToValue",
                  TITLE_ENTITY(TITLE(R"({"key":"EN_US","display":"","value":"raw"})")), "raw"},
-        TitleRow{"MissingDisplayFallsBackToValue",
-                 TITLE_ENTITY(TITLE(R"({"key":"EN_US","value":"raw"})")), "raw"},
+        TitleRow{"MissingDisplayFallsBackToValue", TITLE_ENTITY(TITLE(R"({"key":"EN_US","value":"raw"})")),
+                 "raw"},
         TitleRow{"NeitherDisplayNorValueIsEmpty", TITLE_ENTITY(TITLE(R"({"key":"EN_US"})")), ""},
         TitleRow{"DuplicateTicketTitleTakesTheFirst",
-                 TITLE_ENTITY(TITLE(R"({"key":"EN_US","display":"first"})") ","
-                              TITLE(R"({"key":"EN_US","display":"second"})")),
+                 TITLE_ENTITY(TITLE(R"({"key":"EN_US","display":"first"})") "," TITLE(
+                     R"({"key":"EN_US","display":"second"})")),
                  "first"},
         TitleRow{"FirstTicketTitleDecidesEvenWithoutLocales",
-                 TITLE_ENTITY(R"({"attributeKey":"TICKET_TITLE"},)"
-                              TITLE(R"({"key":"EN_US","display":"second"})")),
+                 TITLE_ENTITY(
+                     R"({"attributeKey":"TICKET_TITLE"},)" TITLE(R"({"key":"EN_US","display":"second"})")),
                  ""},
         TitleRow{"FirstTicketTitleDecidesEvenWithoutEnglish",
-                 TITLE_ENTITY(TITLE(R"({"key":"DE_DE","display":"erster"})") ","
-                              TITLE(R"({"key":"EN_US","display":"second"})")),
+                 TITLE_ENTITY(TITLE(R"({"key":"DE_DE","display":"erster"})") "," TITLE(
+                     R"({"key":"EN_US","display":"second"})")),
                  ""},
         TitleRow{"LowerCaseKeyIsAnotherAttribute",
                  TITLE_ENTITY(R"({"attributeKey":"ticket_title","valueLocales":[)"
@@ -291,22 +289,23 @@ INSTANTIATE_TEST_SUITE_P(
         TitleRow{"OtherAttributesAndKeylessOnesAreSkipped",
                  TITLE_ENTITY(R"({"valueLocales":[{"key":"EN_US","display":"keyless"}]},)"
                               R"({"attributeKey":"PRIORITY","valueLocales":[)"
-                              R"({"key":"EN_US","display":"high"}]},)"
-                              TITLE(R"({"key":"EN_US","display":"the title"})")),
+                              R"({"key":"EN_US","display":"high"}]},)" TITLE(
+                                  R"({"key":"EN_US","display":"the title"})")),
                  "the title"},
         TitleRow{"LocaleKeyIsCaseSensitive",
                  TITLE_ENTITY(TITLE(R"({"key":"en_us","display":"lower locale"})")), ""},
         TitleRow{"LocaleEntryWithoutKeyIsSkipped",
-                 TITLE_ENTITY(TITLE(R"({"display":"no key"},{"key":"EN_US","display":"keyed"})")),
-                 "keyed"},
+                 TITLE_ENTITY(TITLE(R"({"display":"no key"},{"key":"EN_US","display":"keyed"})")), "keyed"},
         TitleRow{"FirstEnglishEntryWins",
                  TITLE_ENTITY(TITLE(R"({"key":"DE_DE","display":"de"},{"key":"EN_US","display":""},)"
                                     R"({"key":"EN_US","display":"later"})")),
                  ""},
         TitleRow{"NoAttributeValuesIsEmpty", R"({"stateKey":"open"})", ""},
         TitleRow{"Utf8IsDecoded",
-                 TITLE_ENTITY(TITLE("{\"key\":\"EN_US\",\"display\":\"Gr\xC3\xBC\xC3\x9F" "e\"}")),
-                 "Gr\xC3\xBC\xC3\x9F" "e"}),
+                 TITLE_ENTITY(TITLE("{\"key\":\"EN_US\",\"display\":\"Gr\xC3\xBC\xC3\x9F"
+                                    "e\"}")),
+                 "Gr\xC3\xBC\xC3\x9F"
+                 "e"}),
     [](const ::testing::TestParamInfo<TitleRow>& info) { return std::string(info.param.name); });
 
 #undef TITLE
@@ -314,9 +313,9 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(TicketTitle, IsReadInTheLocaleAskedFor)
 {
-    const EntityDto entity = entityFromJson(
-        R"({"attributeValues":[{"attributeKey":"TICKET_TITLE","valueLocales":[)"
-        R"({"key":"EN_US","display":"Printer"},{"key":"DE_DE","display":"Drucker"}]}]})");
+    const EntityDto entity =
+        entityFromJson(R"({"attributeValues":[{"attributeKey":"TICKET_TITLE","valueLocales":[)"
+                       R"({"key":"EN_US","display":"Printer"},{"key":"DE_DE","display":"Drucker"}]}]})");
     EXPECT_EQ(ticketTitle(entity, "DE_DE"), QStringLiteral("Drucker"));
     EXPECT_EQ(ticketTitle(entity, "EN_US"), QStringLiteral("Printer"));
     EXPECT_EQ(ticketTitle(entity, "FR_FR"), QString());
@@ -335,23 +334,12 @@ TEST(ErrorFromSdk, MapsKindFirstThenStatusAndKeepsCodeAndMessage)
         ErrorKind kind;
     };
     const Row rows[] = {
-        {2, 404, ErrorKind::Validation},
-        {4, 404, ErrorKind::Network},
-        {4, 503, ErrorKind::Network},
-        {6, 500, ErrorKind::Auth},
-        {5, 401, ErrorKind::Auth},
-        {5, 403, ErrorKind::Auth},
-        {5, 404, ErrorKind::NotFound},
-        {5, 409, ErrorKind::Conflict},
-        {5, 400, ErrorKind::Validation},
-        {5, 422, ErrorKind::Validation},
-        {5, 500, ErrorKind::ServerError},
-        {5, 599, ErrorKind::ServerError},
-        {5, 499, ErrorKind::Unknown},
-        {5, 600, ErrorKind::Unknown},
-        {5, 402, ErrorKind::Unknown},
-        {7, 0, ErrorKind::Unknown},
-        {7, 404, ErrorKind::NotFound},
+        {2, 404, ErrorKind::Validation}, {4, 404, ErrorKind::Network},     {4, 503, ErrorKind::Network},
+        {6, 500, ErrorKind::Auth},       {5, 401, ErrorKind::Auth},        {5, 403, ErrorKind::Auth},
+        {5, 404, ErrorKind::NotFound},   {5, 409, ErrorKind::Conflict},    {5, 400, ErrorKind::Validation},
+        {5, 422, ErrorKind::Validation}, {5, 500, ErrorKind::ServerError}, {5, 599, ErrorKind::ServerError},
+        {5, 499, ErrorKind::Unknown},    {5, 600, ErrorKind::Unknown},     {5, 402, ErrorKind::Unknown},
+        {7, 0, ErrorKind::Unknown},      {7, 404, ErrorKind::NotFound},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(::testing::Message() << "kind " << row.sdkKind << ", code " << row.code);
@@ -381,8 +369,8 @@ TEST_F(DutyChannelResolverTest, EachFailedExchangeIsSentOnceAndMapped)
     };
     for (const auto& [reply, expected] : rows) {
         SCOPED_TRACE(reply.body);
-        client = std::make_shared<scripted_http_client>(
-            [reply = reply](const recorded_send&) { return reply; });
+        client =
+            std::make_shared<scripted_http_client>([reply = reply](const recorded_send&) { return reply; });
         DutyChannelChatResolver resolver(makeTenant(client), 0, QStringLiteral("EN_US"));
         const auto result = resolver.resolve();
         ASSERT_FALSE(result.hasValue());
@@ -394,12 +382,10 @@ TEST_F(DutyChannelResolverTest, EachFailedExchangeIsSentOnceAndMapped)
 
 TEST_F(DutyChannelResolverTest, FailedTokenRenewalIsAuth)
 {
-    client = std::make_shared<scripted_http_client>(
-        std::vector<scripted_reply>{{401, "expired", {}, 0}});
+    client = std::make_shared<scripted_http_client>(std::vector<scripted_reply>{{401, "expired", {}, 0}});
     DutyChannelChatResolver resolver(
-        makeTenant(client, tarsion::make_error(tarsion::error_kind::http_status, 400,
-                                               "renewal refused")),
-        0, QStringLiteral("EN_US"));
+        makeTenant(client, tarsion::make_error(tarsion::error_kind::http_status, 400, "renewal refused")), 0,
+        QStringLiteral("EN_US"));
     const auto result = resolver.resolve();
     ASSERT_FALSE(result.hasValue());
     EXPECT_EQ(result.error(), err(ErrorKind::Auth, "renewal refused", 400));

@@ -109,22 +109,26 @@ TEST(SdkAdapter, ForwardsEveryOperationWithItsArgumentAndReturnsTheBackEndsFutur
     const Row rows[] = {
         {"resolveChat", [](IChatBackend& b) { return awaitError(b.resolveChat()); }, QUuid(), {}},
         {"listMessages",
-         [](IChatBackend& b) { return awaitError(b.listMessages({kChat, QStringLiteral("cur"), 5, 0})); },
+         [](IChatBackend& b) {
+             return awaitError(b.listMessages({kChat, QStringLiteral("cur"), 5, 0}));
+         },
          kChat, QStringLiteral("cur")},
         {"postMessage", [&](IChatBackend& b) { return awaitError(b.postMessage(draft)); }, kChat,
          QStringLiteral("hi")},
         {"patchMessage", [&](IChatBackend& b) { return awaitError(b.patchMessage(edited)); }, kOther,
          QStringLiteral("edited")},
-        {"deleteMessage", [](IChatBackend& b) { return awaitError(b.deleteMessage(kOther)); }, kOther,
-         {}},
+        {"deleteMessage", [](IChatBackend& b) { return awaitError(b.deleteMessage(kOther)); }, kOther, {}},
         {"uploadAttachment",
          [](IChatBackend& b) {
-             return awaitError(b.uploadAttachment({kChat, QStringLiteral("/tmp/f"), QStringLiteral("f"), {}}));
+             return awaitError(
+                 b.uploadAttachment({kChat, QStringLiteral("/tmp/f"), QStringLiteral("f"), {}}));
          },
          kChat, QStringLiteral("/tmp/f")},
         {"downloadAttachment",
-         [](IChatBackend& b) { return awaitError(b.downloadAttachment({kChat, kOther})); }, kOther,
-         kChat.toString()},
+         [](IChatBackend& b) {
+             return awaitError(b.downloadAttachment({kChat, kOther}));
+         },
+         kOther, kChat.toString()},
         {"saveDraft",
          [](IChatBackend& b) {
              return awaitError(b.saveDraft({kChat, QStringLiteral("draft"), QStringLiteral("md")}));

@@ -52,12 +52,10 @@ INSTANTIATE_TEST_SUITE_P(
     Ranges, CRandomRange,
     ::testing::Values(range_case{"Digits", 0, 15}, range_case{"DigitsReversed", 15, 0},
                       range_case{"Variant", 0, 3}, range_case{"SingleValue", 5, 5},
-                      range_case{"SingleNegativeValue", -7, -7},
-                      range_case{"AcrossZero", -3, 3}, range_case{"NegativeReversed", -10, -20},
-                      range_case{"TopTwo", kMax - 1, kMax}, range_case{"BottomTwo", kMin, kMin + 1},
-                      range_case{"FullRange", kMin, kMax},
-                      range_case{"FullRangeReversed", kMax, kMin},
-                      range_case{"SingleMinimum", kMin, kMin},
+                      range_case{"SingleNegativeValue", -7, -7}, range_case{"AcrossZero", -3, 3},
+                      range_case{"NegativeReversed", -10, -20}, range_case{"TopTwo", kMax - 1, kMax},
+                      range_case{"BottomTwo", kMin, kMin + 1}, range_case{"FullRange", kMin, kMax},
+                      range_case{"FullRangeReversed", kMax, kMin}, range_case{"SingleMinimum", kMin, kMin},
                       range_case{"SingleMaximum", kMax, kMax}),
     [](const auto& info) { return std::string(info.param.name); });
 
@@ -182,12 +180,12 @@ TEST_P(RandomUuidDraws, DigitsAreDrawnLeftToRightAndTheVariantFromFour)
 
 INSTANTIATE_TEST_SUITE_P(
     Draws, RandomUuidDraws,
-    ::testing::Values(
-        uuid_case{"CountingDigits", uuid_answers(2, true), "01234567-89ab-4cde-af01-23456789abcd"},
-        uuid_case{"Variant8", uuid_answers(0, false), "ffffffff-ffff-4fff-8fff-ffffffffffff"},
-        uuid_case{"Variant9", uuid_answers(1, false), "ffffffff-ffff-4fff-9fff-ffffffffffff"},
-        uuid_case{"VariantA", uuid_answers(2, false), "ffffffff-ffff-4fff-afff-ffffffffffff"},
-        uuid_case{"VariantB", uuid_answers(3, false), "ffffffff-ffff-4fff-bfff-ffffffffffff"}),
+    ::testing::Values(uuid_case{"CountingDigits", uuid_answers(2, true),
+                                "01234567-89ab-4cde-af01-23456789abcd"},
+                      uuid_case{"Variant8", uuid_answers(0, false), "ffffffff-ffff-4fff-8fff-ffffffffffff"},
+                      uuid_case{"Variant9", uuid_answers(1, false), "ffffffff-ffff-4fff-9fff-ffffffffffff"},
+                      uuid_case{"VariantA", uuid_answers(2, false), "ffffffff-ffff-4fff-afff-ffffffffffff"},
+                      uuid_case{"VariantB", uuid_answers(3, false), "ffffffff-ffff-4fff-bfff-ffffffffffff"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(RandomUuid, EachCallDrawsAfresh)

@@ -64,8 +64,7 @@ class TenantConcurrency : public ::testing::Test
 protected:
     TenantConcurrency()
     {
-        client = std::make_shared<scripted_http_client>(
-            [this](const recorded_send& s) { return answer(s); });
+        client = std::make_shared<scripted_http_client>([this](const recorded_send& s) { return answer(s); });
         t = std::make_shared<tenant>(testing::system_settings(client),
                                      std::make_unique<fake_token_factory>("tok"), logger);
         t->sleep = waits.function();
@@ -81,8 +80,10 @@ protected:
         if (attempt == 1)
             return {503, "busy " + s.url, {}, 0};
         const http::header* caller = s.headers.find("X-Caller");
-        return {200, "echo " + s.url + " " + (caller ? caller->second : "?") + " " + s.body,
-                {{"X-Url", s.url}}, 0};
+        return {200,
+                "echo " + s.url + " " + (caller ? caller->second : "?") + " " + s.body,
+                {{"X-Url", s.url}},
+                0};
     }
 
     std::shared_ptr<recording_logger> logger = std::make_shared<yielding_logger>();
@@ -103,11 +104,10 @@ TEST_F(TenantConcurrency, EachCallerGetsItsOwnAnswerAndItsOwnLogLines)
         threads.emplace_back([this, i, &failures] {
             for (int call = 0; call < kCallsPerThread; ++call) {
                 const http::string_body::factory body(call_body(i, call));
-                const expected<http_response> result =
-                    t->execute("GET", call_path(i, call), {{"X-Caller", std::to_string(i)}},
-                               &body, 0, false, false);
-                const std::string expected_body = "echo " + call_url(i, call) + " "
-                    + std::to_string(i) + " " + call_body(i, call);
+                const expected<http_response> result = t->execute(
+                    "GET", call_path(i, call), {{"X-Caller", std::to_string(i)}}, &body, 0, false, false);
+                const std::string expected_body =
+                    "echo " + call_url(i, call) + " " + std::to_string(i) + " " + call_body(i, call);
                 if (!result)
                     failures[i].push_back("error kind " + std::to_string(result.error().kind));
                 else if (result->status != 200 || result->body != expected_body)
@@ -139,15 +139,14 @@ TEST_F(TenantConcurrency, EachCallerGetsItsOwnAnswerAndItsOwnLogLines)
         // the ones of that very request.
         const std::string tail = url.substr(std::string("http://127.0.0.1:1/c/b1/").size());
         const std::size_t slash = tail.find('/');
-        const std::string expected_body = "body-" + tail.substr(0, slash) + "-"
-            + tail.substr(slash + 1);
+        const std::string expected_body = "body-" + tail.substr(0, slash) + "-" + tail.substr(slash + 1);
         ASSERT_EQ(body.text, expected_body) << k;
         const int n = ++outcomes_per_url[url];
         if (n == 1)
             ASSERT_EQ(outcome.text, "Response: 503 busy " + url) << k;
         else
-            ASSERT_EQ(outcome.text, "Response: 200 echo " + url + " " + tail.substr(0, slash)
-                          + " " + expected_body)
+            ASSERT_EQ(outcome.text,
+                      "Response: 200 echo " + url + " " + tail.substr(0, slash) + " " + expected_body)
                 << k;
     }
     EXPECT_EQ(outcomes_per_url.size(), static_cast<std::size_t>(kThreads * kCallsPerThread));

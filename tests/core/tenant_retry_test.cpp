@@ -37,9 +37,8 @@ scripted_reply transport_failure(std::int32_t number)
 class TenantRetry : public ::testing::Test
 {
 protected:
-    void make_tenant(
-        std::vector<scripted_reply> script, void (*policy)(tenant_base&) = nullptr,
-        std::unique_ptr<fake_token_factory> tokens = std::make_unique<fake_token_factory>("tok"))
+    void make_tenant(std::vector<scripted_reply> script, void (*policy)(tenant_base&) = nullptr,
+                     std::unique_ptr<fake_token_factory> tokens = std::make_unique<fake_token_factory>("tok"))
     {
         client = std::make_shared<scripted_http_client>(std::move(script));
         tenant_base settings = testing::system_settings(client);
@@ -121,14 +120,19 @@ TEST_P(TenantRetryDecision, SendsAgainOnlyWhenThePolicySaysSo)
 // One 503 then success, for the verb list.
 retry_case verb(const char* name, const char* verb, bool retried)
 {
-    return {name, {reply(503), reply(200)}, retried ? 2u : 1u,
-            retried ? std::vector<std::uint32_t>{1} : std::vector<std::uint32_t>{}, verb};
+    return {name,
+            {reply(503), reply(200)},
+            retried ? 2u : 1u,
+            retried ? std::vector<std::uint32_t>{1} : std::vector<std::uint32_t>{},
+            verb};
 }
 
 // One status then success, for the status list.
 retry_case status(const char* name, std::uint32_t status, bool retried)
 {
-    return {name, {reply(status), reply(200)}, retried ? 2u : 1u,
+    return {name,
+            {reply(status), reply(200)},
+            retried ? 2u : 1u,
             retried ? std::vector<std::uint32_t>{1} : std::vector<std::uint32_t>{}};
 }
 
@@ -136,7 +140,9 @@ retry_case status(const char* name, std::uint32_t status, bool retried)
 // wait or ends the retries at once.
 retry_case too_many(const char* name, http::header_list headers, std::optional<std::uint32_t> wait)
 {
-    return {name, {reply(429, "slow down", std::move(headers)), reply(200, "ok")}, wait ? 2u : 1u,
+    return {name,
+            {reply(429, "slow down", std::move(headers)), reply(200, "ok")},
+            wait ? 2u : 1u,
             wait ? std::vector<std::uint32_t>{*wait} : std::vector<std::uint32_t>{}};
 }
 
@@ -147,44 +153,63 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         retry_case{"GetStopsAfterFourSends",
                    {reply(503, "1"), reply(503, "2"), reply(503, "3"), reply(503, "4"), reply(200)},
-                   4, {1, 3, 5}},
+                   4,
+                   {1, 3, 5}},
         retry_case{"PostIsNotRetried", {reply(503, "busy"), reply(200)}, 1, {}, "POST"},
         retry_case{"PostIsRetriedWhenAnyVerbMayBe",
-                   {reply(503), reply(503), reply(503), reply(503), reply(200)}, 4, {1, 3, 5},
-                   "POST", true},
+                   {reply(503), reply(503), reply(503), reply(503), reply(200)},
+                   4,
+                   {1, 3, 5},
+                   "POST",
+                   true},
         retry_case{"StopsAtTheFirstStatusThatIsNotRetryable",
-                   {reply(500), reply(502), reply(201, "made"), reply(200)}, 3, {1, 3}, "DELETE"},
+                   {reply(500), reply(502), reply(201, "made"), reply(200)},
+                   3,
+                   {1, 3},
+                   "DELETE"},
         retry_case{"EarlierResponseDoesNotLeakIntoALaterOne",
-                   {reply(503, "busy", {{"X-Old", "1"}}), reply(200)}, 2, {1}},
+                   {reply(503, "busy", {{"X-Old", "1"}}), reply(200)},
+                   2,
+                   {1}},
         retry_case{"TransportFailureFirstStopsAtOnce", {transport_failure(7), reply(200)}, 1, {}},
         retry_case{"TransportFailureLaterStopsAtOnce",
-                   {reply(503), reply(502), transport_failure(3), reply(200)}, 3, {1, 3}},
+                   {reply(503), reply(502), transport_failure(3), reply(200)},
+                   3,
+                   {1, 3}},
         retry_case{"NoDelaysMeansOneSend", {reply(503), reply(200)}, 1, {}, "GET", true, no_retries},
-        retry_case{"OwnPolicyOneRetryPerDelay", {reply(418), reply(418), reply(418), reply(200)}, 3,
-                   {9, 0}, "BREW", false, own_policy},
-        retry_case{"OwnPolicyIgnoresTheSystemsStatuses", {reply(503), reply(200)}, 1, {}, "BREW",
-                   false, own_policy}),
+        retry_case{"OwnPolicyOneRetryPerDelay",
+                   {reply(418), reply(418), reply(418), reply(200)},
+                   3,
+                   {9, 0},
+                   "BREW",
+                   false,
+                   own_policy},
+        retry_case{"OwnPolicyIgnoresTheSystemsStatuses",
+                   {reply(503), reply(200)},
+                   1,
+                   {},
+                   "BREW",
+                   false,
+                   own_policy}),
     [](const auto& info) { return std::string(info.param.name); });
 
-INSTANTIATE_TEST_SUITE_P(
-    Verbs, TenantRetryDecision,
-    ::testing::Values(verb("Put", "PUT", true), verb("Get", "GET", true),
-                      verb("Trace", "TRACE", true), verb("Head", "HEAD", true),
-                      verb("Options", "OPTIONS", true), verb("Delete", "DELETE", true),
-                      verb("Post", "POST", false), verb("Patch", "PATCH", false),
-                      verb("LowerCaseGet", "get", false), verb("GetWithBlank", "GET ", false),
-                      verb("Empty", "", false)),
-    [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Verbs, TenantRetryDecision,
+                         ::testing::Values(verb("Put", "PUT", true), verb("Get", "GET", true),
+                                           verb("Trace", "TRACE", true), verb("Head", "HEAD", true),
+                                           verb("Options", "OPTIONS", true), verb("Delete", "DELETE", true),
+                                           verb("Post", "POST", false), verb("Patch", "PATCH", false),
+                                           verb("LowerCaseGet", "get", false),
+                                           verb("GetWithBlank", "GET ", false), verb("Empty", "", false)),
+                         [](const auto& info) { return std::string(info.param.name); });
 
-INSTANTIATE_TEST_SUITE_P(
-    Statuses, TenantRetryDecision,
-    ::testing::Values(status("Retried403", 403, true), status("Retried429", 429, true),
-                      status("Retried500", 500, true), status("Retried502", 502, true),
-                      status("Retried503", 503, true), status("Kept404", 404, false),
-                      status("Kept400", 400, false), status("Kept501", 501, false),
-                      status("Kept504", 504, false), status("Kept200", 200, false),
-                      status("Kept204", 204, false), status("Kept0", 0, false)),
-    [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Statuses, TenantRetryDecision,
+                         ::testing::Values(status("Retried403", 403, true), status("Retried429", 429, true),
+                                           status("Retried500", 500, true), status("Retried502", 502, true),
+                                           status("Retried503", 503, true), status("Kept404", 404, false),
+                                           status("Kept400", 400, false), status("Kept501", 501, false),
+                                           status("Kept504", 504, false), status("Kept200", 200, false),
+                                           status("Kept204", 204, false), status("Kept0", 0, false)),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 // How the header text is parsed is retry_after_test's business; these are the
 // tenant's decisions on top of it.
@@ -203,19 +228,24 @@ INSTANTIATE_TEST_SUITE_P(
         too_many("FirstOfTwoEnds", {{"Retry-After", "abc"}, {"Retry-After", "2"}}, std::nullopt),
         too_many("ExactNameFoundAmongOthers",
                  {{"retry-after", "abc"}, {"Content-Type", "text/plain"}, {"Retry-After", "4"}}, 4),
-        retry_case{"OnlyA429ReadsTheHeader",
-                   {reply(503, "", {{"Retry-After", "30"}}), reply(503, "", {{"Retry-After", "abc"}}),
-                    reply(200)},
-                   3, {1, 3}},
+        retry_case{
+            "OnlyA429ReadsTheHeader",
+            {reply(503, "", {{"Retry-After", "30"}}), reply(503, "", {{"Retry-After", "abc"}}), reply(200)},
+            3,
+            {1, 3}},
         retry_case{"ReadOnEveryAttempt",
-                   {reply(503), reply(429, "", {{"Retry-After", "7"}}), reply(429), reply(200)}, 4,
+                   {reply(503), reply(429, "", {{"Retry-After", "7"}}), reply(429), reply(200)},
+                   4,
                    {1, 7, 5}},
         retry_case{"AddsNoAttempts",
                    {reply(429, "", kSixty), reply(429, "", kSixty), reply(429, "", kSixty),
                     reply(429, "last", kSixty), reply(200)},
-                   4, {60, 60, 60}},
+                   4,
+                   {60, 60, 60}},
         retry_case{"UnusableOnALaterAttemptReturnsThat429",
-                   {reply(500), reply(429, "late", {{"Retry-After", "61"}}), reply(200)}, 2, {1}}),
+                   {reply(500), reply(429, "late", {{"Retry-After", "61"}}), reply(200)},
+                   2,
+                   {1}}),
     [](const auto& info) { return std::string(info.param.name); });
 
 // ---- what every attempt carries ---------------------------------------------
@@ -328,8 +358,7 @@ TEST_F(TenantExchangeLog, ThreeLinesPerAttemptInOrder)
     const std::string body_text = "{\"text\":\"a body longer than a read\"}";
     EXPECT_THAT(logger->lines(),
                 ElementsAre(log_line{0, "tqc_sdk", "GET http://127.0.0.1:1/x"},
-                            log_line{1, "tqc_sdk", body_text},
-                            log_line{0, "tqc_sdk", "Response: 503 busy"},
+                            log_line{1, "tqc_sdk", body_text}, log_line{0, "tqc_sdk", "Response: 503 busy"},
                             log_line{0, "tqc_sdk", "GET http://127.0.0.1:1/x"},
                             log_line{1, "tqc_sdk", body_text},
                             log_line{0, "tqc_sdk", "Response: 200 [1,2]"}));

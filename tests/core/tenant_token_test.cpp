@@ -17,8 +17,8 @@ namespace tarsion {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using testing::fake_token_factory;
+using ::testing::IsEmpty;
 using testing::recorded_waits;
 using testing::scripted_http_client;
 using testing::scripted_reply;
@@ -64,10 +64,9 @@ TEST_F(TenantToken, BearerTokenIsAppendedAfterTheCallersHeaders)
     ASSERT_TRUE(send("GET", {{"Content-Type", "application/json"}, {"X-A", "1"}}).has_value());
     const auto sends = client->sends();
     ASSERT_EQ(sends.size(), 1u);
-    EXPECT_EQ(pairs_of(sends[0].headers),
-              (header_pairs{{"Content-Type", "application/json"},
-                            {"X-A", "1"},
-                            {"Authorization", "Bearer tok"}}));
+    EXPECT_EQ(
+        pairs_of(sends[0].headers),
+        (header_pairs{{"Content-Type", "application/json"}, {"X-A", "1"}, {"Authorization", "Bearer tok"}}));
     EXPECT_EQ(tokens->get_calls(), 1);
 }
 
@@ -83,11 +82,10 @@ TEST_F(TenantToken, EmptyTokenSendsNoAuthorizationAtAll)
 TEST_F(TenantToken, CallersAuthorizationIsReplacedEvenWhenGivenTwice)
 {
     make_tenant({{200, "", {}, 0}}, std::make_unique<fake_token_factory>("tok"));
-    ASSERT_TRUE(send("GET", {{"Authorization", "Basic a"},
-                             {"X-A", "1"},
-                             {"Authorization", "Bearer stale"},
-                             {"X-B", "2"}})
-                    .has_value());
+    ASSERT_TRUE(
+        send("GET",
+             {{"Authorization", "Basic a"}, {"X-A", "1"}, {"Authorization", "Bearer stale"}, {"X-B", "2"}})
+            .has_value());
     const auto sends = client->sends();
     ASSERT_EQ(sends.size(), 1u);
     EXPECT_EQ(pairs_of(sends[0].headers),
@@ -132,10 +130,8 @@ TEST_F(TenantToken, RenewedTokenResendsEvenAPost)
     EXPECT_THAT(tokens->refreshed_from(), ElementsAre("old"));
     const auto sends = client->sends();
     ASSERT_EQ(sends.size(), 2u);
-    EXPECT_EQ(pairs_of(sends[0].headers),
-              (header_pairs{{"X-A", "1"}, {"Authorization", "Bearer old"}}));
-    EXPECT_EQ(pairs_of(sends[1].headers),
-              (header_pairs{{"X-A", "1"}, {"Authorization", "Bearer new"}}));
+    EXPECT_EQ(pairs_of(sends[0].headers), (header_pairs{{"X-A", "1"}, {"Authorization", "Bearer old"}}));
+    EXPECT_EQ(pairs_of(sends[1].headers), (header_pairs{{"X-A", "1"}, {"Authorization", "Bearer new"}}));
     for (const auto& s : sends) {
         EXPECT_EQ(s.verb, "POST");
         EXPECT_EQ(s.url, "http://127.0.0.1:1/x");
@@ -247,8 +243,7 @@ struct renewal_error_case
     std::uint32_t expected_kind;
 };
 
-class TenantTokenRenewalError : public TenantToken,
-                                public ::testing::WithParamInterface<renewal_error_case>
+class TenantTokenRenewalError : public TenantToken, public ::testing::WithParamInterface<renewal_error_case>
 {
 };
 
@@ -266,15 +261,14 @@ TEST_P(TenantTokenRenewalError, EndsTheCallWithTheRenewalError)
     EXPECT_EQ(client->sends().size(), 1u);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Kinds, TenantTokenRenewalError,
-    ::testing::Values(renewal_error_case{"StatusErrorBecomesRenewalStatusError", 5, 6},
-                      renewal_error_case{"TransportErrorUnchanged", 4, 4},
-                      renewal_error_case{"MissingConfigurationUnchanged", 2, 2},
-                      renewal_error_case{"RenewalStatusUnchanged", 6, 6},
-                      renewal_error_case{"InvalidBodyUnchanged", 7, 7},
-                      renewal_error_case{"KindZeroUnchanged", 0, 0}),
-    [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Kinds, TenantTokenRenewalError,
+                         ::testing::Values(renewal_error_case{"StatusErrorBecomesRenewalStatusError", 5, 6},
+                                           renewal_error_case{"TransportErrorUnchanged", 4, 4},
+                                           renewal_error_case{"MissingConfigurationUnchanged", 2, 2},
+                                           renewal_error_case{"RenewalStatusUnchanged", 6, 6},
+                                           renewal_error_case{"InvalidBodyUnchanged", 7, 7},
+                                           renewal_error_case{"KindZeroUnchanged", 0, 0}),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 // ---- missing pieces -----------------------------------------------------
 
@@ -291,7 +285,10 @@ struct unsafe_header_case
     const char* message;
 };
 
-void PrintTo(const unsafe_header_case& c, std::ostream* out) { *out << c.name; }
+void PrintTo(const unsafe_header_case& c, std::ostream* out)
+{
+    *out << c.name;
+}
 
 class TenantUnsafeHeader : public TenantToken, public ::testing::WithParamInterface<unsafe_header_case>
 {
@@ -315,15 +312,29 @@ TEST_P(TenantUnsafeHeader, IsNeverSentAndTheCallSaysWhichHeader)
 INSTANTIATE_TEST_SUITE_P(
     Cases, TenantUnsafeHeader,
     ::testing::Values(
-        unsafe_header_case{"LineFeedInTheToken", "tok\nX-Injected: 1", std::nullopt, {}, 0,
+        unsafe_header_case{"LineFeedInTheToken",
+                           "tok\nX-Injected: 1",
+                           std::nullopt,
+                           {},
+                           0,
                            "Header \"Authorization\" holds a line break or NUL; the request was not sent."},
-        unsafe_header_case{"CarriageReturnInTheRenewedToken", "old", std::string("tok\r\nGET / HTTP/1.1"),
-                           {}, 1,
+        unsafe_header_case{"CarriageReturnInTheRenewedToken",
+                           "old",
+                           std::string("tok\r\nGET / HTTP/1.1"),
+                           {},
+                           1,
                            "Header \"Authorization\" holds a line break or NUL; the request was not sent."},
-        unsafe_header_case{"NulInACallersValue", "old", std::nullopt,
-                           {{"X-A", std::string("a\0b", 3)}}, 0,
+        unsafe_header_case{"NulInACallersValue",
+                           "old",
+                           std::nullopt,
+                           {{"X-A", std::string("a\0b", 3)}},
+                           0,
                            "Header \"X-A\" holds a line break or NUL; the request was not sent."},
-        unsafe_header_case{"LineFeedInACallersName", "old", std::nullopt, {{"X-A\nB", "1"}}, 0,
+        unsafe_header_case{"LineFeedInACallersName",
+                           "old",
+                           std::nullopt,
+                           {{"X-A\nB", "1"}},
+                           0,
                            "A header name holds a line break or NUL; the request was not sent."}),
     [](const auto& info) { return std::string(info.param.name); });
 
@@ -374,8 +385,7 @@ TEST(ApiBase, PassesEveryArgumentToTheTenant)
     ASSERT_EQ(sends.size(), 1u);
     EXPECT_EQ(sends[0].verb, "PATCH");
     EXPECT_EQ(sends[0].url, "http://127.0.0.1:1/a/b1");
-    EXPECT_EQ(pairs_of(sends[0].headers),
-              (header_pairs{{"X-A", "1"}, {"Authorization", "Bearer tok"}}));
+    EXPECT_EQ(pairs_of(sends[0].headers), (header_pairs{{"X-A", "1"}, {"Authorization", "Bearer tok"}}));
     EXPECT_TRUE(sends[0].had_body);
     EXPECT_EQ(sends[0].body, "payload");
     EXPECT_TRUE(sends[0].disable_redirects);

@@ -36,8 +36,7 @@ class TenantUrl : public ::testing::TestWithParam<url_case>
 protected:
     std::string sent_url(const url_case& c)
     {
-        auto client = std::make_shared<scripted_http_client>(
-            std::vector<scripted_reply>{{200, "ok", {}, 0}});
+        auto client = std::make_shared<scripted_http_client>(std::vector<scripted_reply>{{200, "ok", {}, 0}});
         tenant_base settings = testing::system_settings(client, c.base_url, c.business_id);
         settings.business_id_suffix = c.suffix;
         tenant t(std::move(settings));
@@ -64,16 +63,13 @@ TEST_P(TenantUrl, SendsTheJoinedAndSubstitutedUrl)
 INSTANTIATE_TEST_SUITE_P(
     Joining, TenantUrl,
     ::testing::Values(
-        url_case{"BaseWithTrailingSlash", "https://h/base/", "b1", "", "/api/x",
-                 "https://h/base/api/x"},
-        url_case{"BaseWithoutTrailingSlash", "https://h/base", "b1", "", "/api/x",
-                 "https://h/base/api/x"},
+        url_case{"BaseWithTrailingSlash", "https://h/base/", "b1", "", "/api/x", "https://h/base/api/x"},
+        url_case{"BaseWithoutTrailingSlash", "https://h/base", "b1", "", "/api/x", "https://h/base/api/x"},
         url_case{"OriginWithSlashAndRootPath", "https://h/", "b1", "", "/", "https://h/"},
         url_case{"EmptyBaseKeepsThePath", "", "b1", "", "/api/x", "/api/x"},
         // Only the base's own trailing slash is dropped against the path's.
         url_case{"DoubleSlashInPathKept", "https://h/", "b1", "", "//x", "https://h//x"},
-        url_case{"PathWithoutLeadingSlashIsTheUrl", "https://h/base/", "b1", "", "api/x",
-                 "api/x"},
+        url_case{"PathWithoutLeadingSlashIsTheUrl", "https://h/base/", "b1", "", "api/x", "api/x"},
         url_case{"AbsoluteAddressIsTheUrl", "https://h/base/", "b1", "",
                  "https://other.example/v1/{businessId}/q", "https://other.example/v1/b1/q"}),
     [](const auto& info) { return std::string(info.param.name); });
@@ -81,12 +77,9 @@ INSTANTIATE_TEST_SUITE_P(
 INSTANTIATE_TEST_SUITE_P(
     BusinessId, TenantUrl,
     ::testing::Values(
-        url_case{"IdWithSuffix", "https://h", "b1", "eu", "/x/{businessId}/y",
-                 "https://h/x/b1.eu/y"},
-        url_case{"IdWithEmptySuffix", "https://h", "b1", "", "/x/{businessId}/y",
-                 "https://h/x/b1/y"},
-        url_case{"SuffixAloneIsNoId", "https://h", "", "eu", "/x/{businessId}/y",
-                 "https://h/x/y"},
+        url_case{"IdWithSuffix", "https://h", "b1", "eu", "/x/{businessId}/y", "https://h/x/b1.eu/y"},
+        url_case{"IdWithEmptySuffix", "https://h", "b1", "", "/x/{businessId}/y", "https://h/x/b1/y"},
+        url_case{"SuffixAloneIsNoId", "https://h", "", "eu", "/x/{businessId}/y", "https://h/x/y"},
         url_case{"EmptyIdDropsSegmentAndOneSlash", "http://127.0.0.1:1/", "", "",
                  "/api/business/quorvel/{businessId}/v0/entities/query/vector",
                  "http://127.0.0.1:1/api/business/quorvel/v0/entities/query/vector"},
@@ -97,12 +90,11 @@ INSTANTIATE_TEST_SUITE_P(
         url_case{"EmptyIdAtTheVeryStart", "https://h/", "", "", "{businessId}/x", "https://h/x"},
         // Nothing is left of the path, and an empty path is no URL at all.
         url_case{"EmptyIdAsTheWholePath", "https://h/", "", "", "{businessId}", ""},
-        url_case{"IdAtTheVeryStartMakesAWholeUrl", "https://h/", "b1", "", "{businessId}/x",
-                 "b1/x"},
-        url_case{"EmptyIdDropsTheByteAfterWhateverItIs", "https://h", "", "",
-                 "/x/{businessId}?a=1", "https://h/x/a=1"},
-        url_case{"OnlyTheFirstPlaceholderIsReplaced", "https://h", "b1", "",
-                 "/{businessId}/{businessId}", "https://h/b1/{businessId}"},
+        url_case{"IdAtTheVeryStartMakesAWholeUrl", "https://h/", "b1", "", "{businessId}/x", "b1/x"},
+        url_case{"EmptyIdDropsTheByteAfterWhateverItIs", "https://h", "", "", "/x/{businessId}?a=1",
+                 "https://h/x/a=1"},
+        url_case{"OnlyTheFirstPlaceholderIsReplaced", "https://h", "b1", "", "/{businessId}/{businessId}",
+                 "https://h/b1/{businessId}"},
         url_case{"PlaceholderInQueryLeftAlone", "https://h", "b1", "", "/x?b={businessId}",
                  "https://h/x?b={businessId}"},
         url_case{"EmptyIdPlaceholderInQueryLeftAlone", "https://h", "", "", "/x?b={businessId}",

@@ -42,8 +42,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         read_case{"KeyIsCaseInsensitive", R"({"Id":"0123abcd-0000-0000-0000-0000000000FF"})", true,
                   R"({"id":"0123abcd-0000-0000-0000-0000000000ff"})"},
-        read_case{"FirstMatchingKeyWins", R"({"stateKey":"a","STATEKEY":"b"})", true,
-                  R"({"stateKey":"a"})"},
+        read_case{"FirstMatchingKeyWins", R"({"stateKey":"a","STATEKEY":"b"})", true, R"({"stateKey":"a"})"},
         read_case{"FirstMatchingKeyWinsWhateverItsCase", R"({"STATEKEY":"b","stateKey":"a"})", true,
                   R"({"stateKey":"b"})"},
         read_case{"QuotedNumber", R"({"version":"12"})", true, R"({"version":12})"},
@@ -66,8 +65,7 @@ INSTANTIATE_TEST_SUITE_P(
 INSTANTIATE_TEST_SUITE_P(
     Structure, RecordReading,
     ::testing::Values(
-        read_case{"PresentEmptyListIsKept", R"({"attributeValues":[]})", true,
-                  R"({"attributeValues":[]})"},
+        read_case{"PresentEmptyListIsKept", R"({"attributeValues":[]})", true, R"({"attributeValues":[]})"},
         read_case{"ListElementsThatAreNotObjectsAreEmptyRecords",
                   R"({"attributeValues":[1,"x",{"attributeKey":"A"}]})", true,
                   R"({"attributeValues":[{},{},{"attributeKey":"A"}]})"},
@@ -79,9 +77,8 @@ INSTANTIATE_TEST_SUITE_P(
                   R"({"originalSchemaApp":{}})"},
         // A failure ends the record: every field declared after the failed
         // one stays absent, even when the object holds it.
-        read_case{"FailureLeavesLaterFieldsAbsent",
-                  R"({"entityTypeKey":"T","stateKey":"A","id":"xyz"})", false,
-                  "{\"id\":" NIL_ID "}"},
+        read_case{"FailureLeavesLaterFieldsAbsent", R"({"entityTypeKey":"T","stateKey":"A","id":"xyz"})",
+                  false, "{\"id\":" NIL_ID "}"},
         read_case{"FailureKeepsEarlierFields",
                   R"({"id":"00000000-0000-0000-0000-000000000002","isDraft":"no","version":3,"hash":"h"})",
                   false, R"({"id":"00000000-0000-0000-0000-000000000002","isDraft":false})"},

@@ -39,10 +39,16 @@ private:
     void value(std::string& v) { v = "t" + std::to_string(++n_) + "/\"é\""; }
     void value(uuid& v) { v = {0xA1B2C3D4E5F60718ull * ++n_, 0x0F1E2D3C4B5A6978ull + n_}; }
     template <class R>
-    void value(R& v) { fill(v); }
+    void value(R& v)
+    {
+        fill(v);
+    }
 
     template <class T>
-    void set(std::optional<T>& f) { value(f.emplace()); }
+    void set(std::optional<T>& f)
+    {
+        value(f.emplace());
+    }
     void set(std::optional<std::int64_t>& f) { f = -9223372036854775807LL + ++n_; }
     void set(std::optional<bool>& f) { f = ++n_ % 2 == 0; }
     void set(std::optional<text_map>& f) { f = text_map{{"en", "x" + std::to_string(++n_)}, {"DE", "y"}}; }
@@ -54,7 +60,10 @@ private:
             value(element);
     }
     template <class R>
-    void set(box<R>& f) { fill(f.emplace()); }
+    void set(box<R>& f)
+    {
+        fill(f.emplace());
+    }
 
     int n_ = 0;
 };
@@ -73,16 +82,31 @@ struct Expected
 template <>
 Keys Expected::keys<EntityDto>()
 {
-    return {"id", "entityTypeKey", "entityTypeId", "referencedTo", "stateId", "stateKey",
-            "isDraft", "version", "deleted", "localization", "attributeValues", "customerNumber",
-            "schemaAppKey", "schemaAppId", "hash", "hashSignature", "hashType", "originalId",
+    return {"id",
+            "entityTypeKey",
+            "entityTypeId",
+            "referencedTo",
+            "stateId",
+            "stateKey",
+            "isDraft",
+            "version",
+            "deleted",
+            "localization",
+            "attributeValues",
+            "customerNumber",
+            "schemaAppKey",
+            "schemaAppId",
+            "hash",
+            "hashSignature",
+            "hashType",
+            "originalId",
             "originalSchemaApp"};
 }
 template <>
 Keys Expected::keys<EntityAttributeValueDto>()
 {
-    return {"id", "attributeKey", "attributeId", "attributeType", "valueKey", "valueId",
-            "originalId", "localization", "valueLocales"};
+    return {"id",      "attributeKey", "attributeId",  "attributeType", "valueKey",
+            "valueId", "originalId",   "localization", "valueLocales"};
 }
 template <>
 Keys Expected::keys<EntityReferenceDto>()
@@ -90,28 +114,57 @@ Keys Expected::keys<EntityReferenceDto>()
     return {"id", "entityId", "entityTypeId", "entityTypeKey", "key", "position", "originalId"};
 }
 template <>
-Keys Expected::keys<LocalizationDto>() { return {"stateKey", "localeStates"}; }
+Keys Expected::keys<LocalizationDto>()
+{
+    return {"stateKey", "localeStates"};
+}
 template <>
-Keys Expected::keys<ValueLocaleDto>() { return {"key", "display", "value"}; }
+Keys Expected::keys<ValueLocaleDto>()
+{
+    return {"key", "display", "value"};
+}
 template <>
-Keys Expected::keys<SimpleSchemaAppDto>() { return {"key", "version"}; }
+Keys Expected::keys<SimpleSchemaAppDto>()
+{
+    return {"key", "version"};
+}
 template <>
 Keys Expected::keys<BusinessEntitiesQueryDto>()
 {
-    return {"entitiesByIds", "entitiesByOriginalIds", "entitiesByReferencedTo",
-            "entitiesByReferencedFrom", "entitiesByEntityTypesWithInheritance",
-            "entitiesByAttributeValues", "entitiesByFullTextSearch", "entitiesByAttributeRanges",
-            "entitiesByAttributeValueKeys", "entitiesByStateKeys", "entitiesByIsDraft",
-            "entitiesByIsSealed", "entitiesByLocalizations", "entitiesByDirection",
-            "entitiesByDeleted", "testModeFilter", "customerNumber", "entitiesByEntityTypeKeys",
-            "entitiesBySchemaAppKeys", "orderByAttributeValues", "entitiesByOriginalSchemaApps",
-            "entitiesOptions", "timeout", "orderByReferencedToKey"};
+    return {"entitiesByIds",
+            "entitiesByOriginalIds",
+            "entitiesByReferencedTo",
+            "entitiesByReferencedFrom",
+            "entitiesByEntityTypesWithInheritance",
+            "entitiesByAttributeValues",
+            "entitiesByFullTextSearch",
+            "entitiesByAttributeRanges",
+            "entitiesByAttributeValueKeys",
+            "entitiesByStateKeys",
+            "entitiesByIsDraft",
+            "entitiesByIsSealed",
+            "entitiesByLocalizations",
+            "entitiesByDirection",
+            "entitiesByDeleted",
+            "testModeFilter",
+            "customerNumber",
+            "entitiesByEntityTypeKeys",
+            "entitiesBySchemaAppKeys",
+            "orderByAttributeValues",
+            "entitiesByOriginalSchemaApps",
+            "entitiesOptions",
+            "timeout",
+            "orderByReferencedToKey"};
 }
 template <>
 Keys Expected::keys<EntitiesOptionsDto>()
 {
-    return {"includeAttributeValuesByAttributeKeys", "includeLocales", "includeReferences",
-            "includeEntityState", "includeSealed", "includeLocalization"};
+    return {"includeAttributeValuesByAttributeKeys",
+            "includeLocales",
+            "includeReferences",
+            "includeEntityState",
+            "includeSealed",
+            "includeLocalization"};
 }
 template <>
 Keys Expected::keys<AttributeValueQueryFilterDto>()
@@ -121,26 +174,44 @@ Keys Expected::keys<AttributeValueQueryFilterDto>()
 template <>
 Keys Expected::keys<AttributeRangeValueQueryFilterDto>()
 {
-    return {"attributeKey", "fromOperator", "fromValue", "fromValueExpression",
-            "toOperator", "toValue", "toValueExpression"};
+    return {"attributeKey", "fromOperator", "fromValue",        "fromValueExpression",
+            "toOperator",   "toValue",      "toValueExpression"};
 }
 template <>
-Keys Expected::keys<AttributeValueKeyQueryFilterDto>() { return {"attributeKey", "operator", "valueKey"}; }
+Keys Expected::keys<AttributeValueKeyQueryFilterDto>()
+{
+    return {"attributeKey", "operator", "valueKey"};
+}
 template <>
-Keys Expected::keys<AttributeValueFullTextSearchQueryFilterDto>() { return {"value", "locales", "type"}; }
+Keys Expected::keys<AttributeValueFullTextSearchQueryFilterDto>()
+{
+    return {"value", "locales", "type"};
+}
 template <>
-Keys Expected::keys<ReferencedQueryFilterDto>() { return {"entityId", "operator", "key"}; }
+Keys Expected::keys<ReferencedQueryFilterDto>()
+{
+    return {"entityId", "operator", "key"};
+}
 template <>
-Keys Expected::keys<LocalizationQueryFilterDto>() { return {"stateKey", "operator", "locales"}; }
+Keys Expected::keys<LocalizationQueryFilterDto>()
+{
+    return {"stateKey", "operator", "locales"};
+}
 template <>
 Keys Expected::keys<OriginalSchemaAppRangeQueryFilterDto>()
 {
     return {"key", "fromOperator", "fromVersion", "toOperator", "toVersion"};
 }
 template <>
-Keys Expected::keys<OrderByAttributeValueDto>() { return {"attributeKey", "direction", "locale"}; }
+Keys Expected::keys<OrderByAttributeValueDto>()
+{
+    return {"attributeKey", "direction", "locale"};
+}
 template <>
-Keys Expected::keys<OrderEntitiesByDirectionDto>() { return {"direction", "entityId", "cursorId"}; }
+Keys Expected::keys<OrderEntitiesByDirectionDto>()
+{
+    return {"direction", "entityId", "cursorId"};
+}
 
 using AllRecords = ::testing::Types<
     EntityDto, EntityAttributeValueDto, EntityReferenceDto, LocalizationDto, ValueLocaleDto,

@@ -72,11 +72,10 @@ TEST(QueryWriting, KindsKeepTheirJsonForm)
     filter.ignoreCase = false;
     q.entitiesByAttributeValues = std::vector{filter, AttributeValueQueryFilterDto{}};
 
-    EXPECT_EQ(write(q),
-              R"({"entitiesByReferencedTo":[{"entityId":"00000000-0000-0000-0000-000000000000"}],)"
-              R"("entitiesByAttributeValues":[{"ignoreCase":false},{}],)"
-              R"("entitiesByStateKeys":[],"entitiesByDeleted":"false",)"
-              R"("entitiesOptions":{},"timeout":"30"})");
+    EXPECT_EQ(write(q), R"({"entitiesByReferencedTo":[{"entityId":"00000000-0000-0000-0000-000000000000"}],)"
+                        R"("entitiesByAttributeValues":[{"ignoreCase":false},{}],)"
+                        R"("entitiesByStateKeys":[],"entitiesByDeleted":"false",)"
+                        R"("entitiesOptions":{},"timeout":"30"})");
 }
 
 } // namespace

@@ -30,7 +30,8 @@ public:
         // Were anything to reach it, it would hand out its own token, and
         // take any query as answered with no chat.
         m_server->route(QStringLiteral("/oauth/token"),
-                        {200, {{"Content-Type", "application/json"}},
+                        {200,
+                         {{"Content-Type", "application/json"}},
                          R"({"access_token":"attacker-token","token_type":"Bearer"})"});
         QMetaObject::invokeMethod(
             m_server.get(), [this] { m_port = m_server->start(QHostAddress(QStringLiteral("127.0.0.2"))); },
@@ -39,7 +40,8 @@ public:
 
     ~OtherOrigin()
     {
-        QMetaObject::invokeMethod(m_server.get(), [this] { m_server.reset(); }, Qt::BlockingQueuedConnection);
+        QMetaObject::invokeMethod(
+            m_server.get(), [this] { m_server.reset(); }, Qt::BlockingQueuedConnection);
         m_thread.quit();
         m_thread.wait();
     }
@@ -81,8 +83,10 @@ const QString kNotSignedIn =
 QString tokenReply(const QString& json)
 {
     QString escaped = json;
-    escaped.replace(QLatin1Char('\\'), QLatin1String("\\\\")).replace(QLatin1Char('"'), QLatin1String("\\\""));
-    return QStringLiteral(R"({"kind":"status","target":"token","status":200,"contentType":"application/json","body":"%1"})")
+    escaped.replace(QLatin1Char('\\'), QLatin1String("\\\\"))
+        .replace(QLatin1Char('"'), QLatin1String("\\\""));
+    return QStringLiteral(
+               R"({"kind":"status","target":"token","status":200,"contentType":"application/json","body":"%1"})")
         .arg(escaped);
 }
 
@@ -112,7 +116,8 @@ std::vector<AttackRow> attackRows()
          QStringLiteral(R"({"kind":"status","target":"token","status":400,"contentType":"application/json",)"
                         R"("body":"{\"error\":\"invalid_client\",\"error_description\":\"no\\u001b[2J\"}"})"),
          kNotSignedIn,
-         QStringLiteral("sign-in failed: token endpoint refused the client (HTTP 400): invalid_client: no?[2J")},
+         QStringLiteral(
+             "sign-in failed: token endpoint refused the client (HTTP 400): invalid_client: no?[2J")},
     };
     return rows;
 }

@@ -118,7 +118,8 @@ int HostEndToEnd::tokens()
 QStringList HostEndToEnd::issuedTokens()
 {
     QStringList list;
-    for (const QJsonValue& token : admin("GET", QStringLiteral("/_emulator/tokens")).value("tokens").toArray())
+    for (const QJsonValue& token :
+         admin("GET", QStringLiteral("/_emulator/tokens")).value("tokens").toArray())
         list.append(token.toString());
     return list;
 }
@@ -144,10 +145,10 @@ HostRun HostEndToEnd::runHost(const HostOptions& options)
     host.setProcessEnvironment(env);
     host.start(QStringLiteral(QUORVEL_HOST_BIN),
                QStringList{"--plugins", QStringLiteral(QUORVEL_PLUGIN_DIR), "--base-url", baseUrl,
-                "--business-id", options.businessId, "--token-url", service() + "/oauth/token",
-                "--client-id", clientId, "--page", "Chat",
-                "--print-view", "--settle-ms", QString::number(options.settleMs), "--timeout-ms",
-                QString::number(options.timeoutMs)}
+                           "--business-id", options.businessId, "--token-url", service() + "/oauth/token",
+                           "--client-id", clientId, "--page", "Chat", "--print-view", "--settle-ms",
+                           QString::number(options.settleMs), "--timeout-ms",
+                           QString::number(options.timeoutMs)}
                    + options.arguments);
     HostRun run;
     if (!host.waitForFinished(options.timeoutMs + kHostExitMarginMs)) {
@@ -169,10 +170,9 @@ void expectFailure(const HostRun& run, const QString& status, const QString& mes
     EXPECT_EQ(view[Status], status) << run.output.left(4000).toStdString();
     // Compared as a whole but reported by size only: some messages are a
     // whole reply body.
-    EXPECT_TRUE(view[Id] == message) << "message line of " << view[Id].size() << " characters: "
-                                     << view[Id].left(300).toStdString() << "\nexpected "
-                                     << message.size() << " characters: "
-                                     << message.left(300).toStdString();
+    EXPECT_TRUE(view[Id] == message) << "message line of " << view[Id].size()
+                                     << " characters: " << view[Id].left(300).toStdString() << "\nexpected "
+                                     << message.size() << " characters: " << message.left(300).toStdString();
     for (int line = Kind; line <= StateKey; ++line)
         EXPECT_TRUE(view[line].isEmpty()) << line << ": " << view[line].toStdString();
     EXPECT_TRUE(view[Dump].isEmpty()) << view[Dump].left(300).toStdString();

@@ -21,7 +21,12 @@ namespace QuorvelE2E {
 constexpr int kStartMs = 10000;
 
 // vyx-host's exit codes for a view that settled.
-enum HostExit { kSettled = 0, kSignInFailed = 4, kPageFailed = 5 };
+enum HostExit
+{
+    kSettled = 0,
+    kSignInFailed = 4,
+    kPageFailed = 5
+};
 
 // The demo business's duty channel, as the view shows it once resolved.
 inline constexpr const char* kDemoChatId = "5885e99b-527d-4893-af14-46c61299024e";
@@ -93,7 +98,20 @@ private:
 };
 
 // The view's lines: title, build, status, six fields, caption, dump...
-enum Line { Title, Build, Status, Id, Kind, ChatTitle, DefaultFlag, Version, StateKey, Caption, Dump };
+enum Line
+{
+    Title,
+    Build,
+    Status,
+    Id,
+    Kind,
+    ChatTitle,
+    DefaultFlag,
+    Version,
+    StateKey,
+    Caption,
+    Dump
+};
 
 // The run ended with a failure view (exit 5): `status`, `message` in the
 // first field line, the other field lines empty.

@@ -44,7 +44,9 @@ void PrintTo(const FaultRow& row, std::ostream* out)
 
 QString failed(const char* kind, int httpCode)
 {
-    return QStringLiteral("Resolve failed \u2014 kind: %1, httpCode: %2").arg(QLatin1String(kind)).arg(httpCode);
+    return QStringLiteral("Resolve failed \u2014 kind: %1, httpCode: %2")
+        .arg(QLatin1String(kind))
+        .arg(httpCode);
 }
 
 FaultRow resolvedRow(const char* name, QByteArray faults)
@@ -97,9 +99,9 @@ std::vector<FaultRow> faultRows()
     rejected.tokens = 2;
     rows.push_back(rejected);
 
-    FaultRow stillRejected = failedRow("Unauthorized401AfterRenewalIsAuth",
-                                       statusFault(401, "token rejected", R"(,"times":2)"), "Auth",
-                                       401, QStringLiteral("token rejected"));
+    FaultRow stillRejected =
+        failedRow("Unauthorized401AfterRenewalIsAuth", statusFault(401, "token rejected", R"(,"times":2)"),
+                  "Auth", 401, QStringLiteral("token rejected"));
     stillRejected.queries = 2;
     stillRejected.tokens = 2;
     rows.push_back(stillRejected);
@@ -113,16 +115,16 @@ std::vector<FaultRow> faultRows()
     tokenDown.tokens = 2;
     rows.push_back(tokenDown);
 
-    FaultRow tokenDropped = failedRow(
-        "Unauthorized401WithTokenEndpointDroppingTheConnection",
-        R"([{"kind":"expire"},{"kind":"close","target":"token","bytes":0,"after":1,"times":-1}])",
-        "Network", 0, QStringLiteral("QtTokenFactory: refresh returned empty token."));
+    FaultRow tokenDropped =
+        failedRow("Unauthorized401WithTokenEndpointDroppingTheConnection",
+                  R"([{"kind":"expire"},{"kind":"close","target":"token","bytes":0,"after":1,"times":-1}])",
+                  "Network", 0, QStringLiteral("QtTokenFactory: refresh returned empty token."));
     tokenDropped.tokens = 2;
     rows.push_back(tokenDropped);
 
     // 403 is a retried status, but not for POST.
-    rows.push_back(failedRow("Forbidden403", statusFault(403, "forbidden"), "Auth", 403,
-                             QStringLiteral("forbidden")));
+    rows.push_back(
+        failedRow("Forbidden403", statusFault(403, "forbidden"), "Auth", 403, QStringLiteral("forbidden")));
     rows.push_back(failedRow("NotFound404", statusFault(404, "no such thing"), "NotFound", 404,
                              QStringLiteral("no such thing")));
     rows.push_back(failedRow("Conflict409", statusFault(409, "version conflict"), "Conflict", 409,
@@ -133,8 +135,7 @@ std::vector<FaultRow> faultRows()
                              QStringLiteral("invalid query")));
     // The service's own error shape reaches the view as the whole body.
     rows.push_back(failedRow("Unprocessable422WithJsonBody", R"({"kind":"status","status":422})",
-                             "Validation", 422,
-                             QStringLiteral(R"({"message":"Injected fault: HTTP 422"})")));
+                             "Validation", 422, QStringLiteral(R"({"message":"Injected fault: HTTP 422"})")));
 
     rows.push_back(tooManyRequests("TooManyRequests429WithoutRetryAfter", ""));
     rows.push_back(tooManyRequests("TooManyRequests429WithEmptyRetryAfter", R"(,"retryAfter":"")"));
@@ -153,8 +154,8 @@ std::vector<FaultRow> faultRows()
     rows.push_back(failedRow("BadGateway502", statusFault(502, "bad gateway"), "ServerError", 502,
                              QStringLiteral("bad gateway")));
     rows.push_back(failedRow("ServiceUnavailable503WithRetryAfter",
-                             statusFault(503, "maintenance", R"(,"retryAfter":"1")"), "ServerError",
-                             503, QStringLiteral("maintenance")));
+                             statusFault(503, "maintenance", R"(,"retryAfter":"1")"), "ServerError", 503,
+                             QStringLiteral("maintenance")));
 
     rows.push_back(resolvedRow("ReplyDelayedPastTheSettleTimeIsShown", R"({"kind":"delay","delayMs":1500})"));
     rows.push_back(resolvedRow("ReplyStallingMidBodyThenCompletingIsShown",
@@ -165,23 +166,23 @@ std::vector<FaultRow> faultRows()
     rows.push_back(failedRow("TruncatedBody", R"({"kind":"truncate","bytes":10})", "Unknown", 0,
                              QString::fromLatin1(kFirstTenBodyBytes)));
 
-    FaultRow large = resolvedRow("FiftyMegabyteReplyYieldsItsFirstEntity",
-                                 R"({"kind":"large","bytes":52428800})");
+    FaultRow large =
+        resolvedRow("FiftyMegabyteReplyYieldsItsFirstEntity", R"({"kind":"large","bytes":52428800})");
     large.timeoutMs = kLargeReplyTimeoutMs;
     rows.push_back(large);
 
     // The top level is an array, so the parse succeeds; its one element is
     // not an entity object and comes back written as compact JSON, which the
     // view cuts to its first 500 characters.
-    FaultRow nested = failedRow("DeeplyNestedArrays",
-                                QStringLiteral(R"({"kind":"nested","depth":%1})").arg(kNestingDepth).toUtf8(),
-                                "Unknown", 0,
-                                QString(500, QLatin1Char('[')) +
-                                    QStringLiteral(" \u2026 [%1 more characters]").arg(2 * (kNestingDepth - 1) - 500));
+    FaultRow nested =
+        failedRow("DeeplyNestedArrays",
+                  QStringLiteral(R"({"kind":"nested","depth":%1})").arg(kNestingDepth).toUtf8(), "Unknown", 0,
+                  QString(500, QLatin1Char('['))
+                      + QStringLiteral(" \u2026 [%1 more characters]").arg(2 * (kNestingDepth - 1) - 500));
     rows.push_back(nested);
 
-    FaultRow invalid = resolvedRow("InvalidUtf8InTextsIsShownWithReplacementCharacters",
-                                   R"({"kind":"invalidutf8"})");
+    FaultRow invalid =
+        resolvedRow("InvalidUtf8InTextsIsShownWithReplacementCharacters", R"({"kind":"invalidutf8"})");
     // The emulator puts C3 28 FF before the type key: a lead byte without its
     // continuation, then a byte that never occurs in UTF-8.
     invalid.dumpLine = QStringLiteral("entity.entityTypeKey: \uFFFD(\uFFFDBUSINESS_TICKET");

@@ -28,8 +28,7 @@ TEST_F(HostEndToEnd, ResolvesTheDutyChannel)
     EXPECT_EQ(view[StateKey], "Chat.stateKey: OPEN");
     EXPECT_EQ(view[Caption], "Raw EntityDto dump:");
     EXPECT_EQ(view[Dump], "entity.id: " + view[Id].mid(9));
-    EXPECT_TRUE(view.contains("    locale[EN_US] display=Support value=Support"))
-        << run.output.toStdString();
+    EXPECT_TRUE(view.contains("    locale[EN_US] display=Support value=Support")) << run.output.toStdString();
     // Only the asked locale came back.
     EXPECT_FALSE(run.output.contains("DE_DE"));
     EXPECT_EQ(queries(), 1);
@@ -37,8 +36,7 @@ TEST_F(HostEndToEnd, ResolvesTheDutyChannel)
 
 TEST_F(HostEndToEnd, NoDutyChannelIsNotFound)
 {
-    expectFailure(runHost(QStringLiteral("empty")),
-                  "Resolve failed \u2014 kind: NotFound, httpCode: -1",
+    expectFailure(runHost(QStringLiteral("empty")), "Resolve failed \u2014 kind: NotFound, httpCode: -1",
                   "No default duty channel (IS_DEFAULT_CHANNEL=TRUE) found for current principal");
     EXPECT_EQ(queries(), 1);
 }
@@ -80,7 +78,8 @@ TEST_F(HostEndToEnd, NonJsonReplyIsUnknown)
     const HostRun run = runHost();
     ASSERT_EQ(run.exitCode, kPageFailed) << run.errors.toStdString();
     const QStringList view = run.lastView();
-    EXPECT_EQ(view.value(Status), "Resolve failed \u2014 kind: Unknown, httpCode: 0") << run.output.toStdString();
+    EXPECT_EQ(view.value(Status), "Resolve failed \u2014 kind: Unknown, httpCode: 0")
+        << run.output.toStdString();
     EXPECT_TRUE(view.value(Id).contains("<html", Qt::CaseInsensitive)) << view.value(Id).toStdString();
     EXPECT_EQ(queries(), 1);
 }
@@ -139,18 +138,29 @@ INSTANTIATE_TEST_SUITE_P(
         CommandLineRow{"HelpAll", {"--help-all"}, 0, "Usage: ", {}},
         CommandLineRow{"Version", {"--version"}, 0, "vyx-host 0.1", {}},
         CommandLineRow{"UnknownOption", {"--colour"}, 2, {}, "Unknown option 'colour'"},
-        CommandLineRow{"BaseUrlNotHttp", {"--base-url", "ftp://example.com"}, 2, {},
+        CommandLineRow{"BaseUrlNotHttp",
+                       {"--base-url", "ftp://example.com"},
+                       2,
+                       {},
                        "--base-url must be an http or https address"},
-        CommandLineRow{"BaseUrlWithQuery", {"--base-url", "http://example.com/?a=1"}, 2, {},
+        CommandLineRow{"BaseUrlWithQuery",
+                       {"--base-url", "http://example.com/?a=1"},
+                       2,
+                       {},
                        "--base-url must not carry a query or a fragment"},
-        CommandLineRow{"BusinessIdWithSlash", {"--business-id", "a/b"}, 2, {},
-                       "--business-id may hold only letters"},
-        CommandLineRow{"NoSuchPage", {"--plugins", QUORVEL_PLUGIN_DIR, "--page", "Mail", "--print-view"}, 1, {},
+        CommandLineRow{
+            "BusinessIdWithSlash", {"--business-id", "a/b"}, 2, {}, "--business-id may hold only letters"},
+        CommandLineRow{"NoSuchPage",
+                       {"--plugins", QUORVEL_PLUGIN_DIR, "--page", "Mail", "--print-view"},
+                       1,
+                       {},
                        "no page \"Mail\"; pages: Chat"},
         CommandLineRow{"ScreenshotNotWritten",
                        {"--plugins", QUORVEL_PLUGIN_DIR, "--settle-ms", "0", "--screenshot",
                         "/nonexistent/folder/page.png"},
-                       6, {}, "cannot write /nonexistent/folder/page.png"}),
+                       6,
+                       {},
+                       "cannot write /nonexistent/folder/page.png"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 } // namespace

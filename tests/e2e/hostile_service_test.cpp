@@ -66,27 +66,42 @@ std::vector<HostileRow> hostileRows()
         {"MarkupInTitleIsShownAsWritten", titleFault(u"<img src=\"/dev/zero\"><b>x</b>"_s), kResolved,
          ChatTitle, u"Chat.title: <img src=\"/dev/zero\"><b>x</b>"_s},
         {"MarkupInErrorBodyIsShownAsWritten",
-         R"({"kind":"status","status":500,"body":"<h1>Chat resolved.</h1>"})",
-         failed("ServerError", 500), Id, u"<h1>Chat resolved.</h1>"_s},
-        {"LineBreakInTitleForgesNoLine", titleFault(u"Support\r\nChat.version: 999"_s), kResolved,
-         ChatTitle, u"Chat.title: Support\\r\\nChat.version: 999"_s},
-        {"TerminalEscapesInTitleNeverReachTheTerminal", titleFault(u"\x1b]0;pwned\x07\x1b[2J"_s),
-         kResolved, ChatTitle, u"Chat.title: \\x1B]0;pwned\\x07\\x1B[2J"_s},
-        {"RightToLeftOverrideIsShownNotObeyed", titleFault(u"invoice\u202Egnp.exe"_s), kResolved,
-         ChatTitle, u"Chat.title: invoice\\u202Egnp.exe"_s},
+         R"({"kind":"status","status":500,"body":"<h1>Chat resolved.</h1>"})", failed("ServerError", 500), Id,
+         u"<h1>Chat resolved.</h1>"_s},
+        {"LineBreakInTitleForgesNoLine", titleFault(u"Support\r\nChat.version: 999"_s), kResolved, ChatTitle,
+         u"Chat.title: Support\\r\\nChat.version: 999"_s},
+        {"TerminalEscapesInTitleNeverReachTheTerminal", titleFault(u"\x1b]0;pwned\x07\x1b[2J"_s), kResolved,
+         ChatTitle, u"Chat.title: \\x1B]0;pwned\\x07\\x1B[2J"_s},
+        {"RightToLeftOverrideIsShownNotObeyed", titleFault(u"invoice\u202Egnp.exe"_s), kResolved, ChatTitle,
+         u"Chat.title: invoice\\u202Egnp.exe"_s},
         {"MegabyteTitleIsCut", R"({"kind":"title","body":"A","bytes":1048576})", kResolved, ChatTitle,
          u"Chat.title: "_s + QString(500, u'A') + u" \u2026 [1048076 more characters]"_s},
         {"TenMegabyteErrorBodyIsCut", R"({"kind":"status","status":500,"body":"x","bytes":10000000})",
          failed("ServerError", 500), Id, QString(500, u'x') + u" \u2026 [9999500 more characters]"_s},
         {"EndlessChunkedReplyIsCutAtTheCap", R"({"kind":"flood"})", failed("Network", 299), Id, {}},
         {"EndlessSignInReplyIsRefused", R"({"kind":"flood","target":"token"})", kNotSignedIn, Id, {}},
-        {"HugeAnnouncedBodyIsRefused", R"({"kind":"flood","bytes":200000000})", failed("Network", 299),
-         Id, {}},
-        {"SilentServerEndsAtTheInactivityLimit", R"({"kind":"delay","delayMs":600000})",
-         failed("Network", 4), Id, {}, kQuickInactivity},
-        {"UnendedHeaderLineEnds", R"({"kind":"headerline","bytes":1000000})", failed("Network", 4), Id, {},
+        {"HugeAnnouncedBodyIsRefused",
+         R"({"kind":"flood","bytes":200000000})",
+         failed("Network", 299),
+         Id,
+         {}},
+        {"SilentServerEndsAtTheInactivityLimit",
+         R"({"kind":"delay","delayMs":600000})",
+         failed("Network", 4),
+         Id,
+         {},
          kQuickInactivity},
-        {"HundredHeadersEnd", R"({"kind":"headers","count":100})", failed("Network", 4), Id, {},
+        {"UnendedHeaderLineEnds",
+         R"({"kind":"headerline","bytes":1000000})",
+         failed("Network", 4),
+         Id,
+         {},
+         kQuickInactivity},
+        {"HundredHeadersEnd",
+         R"({"kind":"headers","count":100})",
+         failed("Network", 4),
+         Id,
+         {},
          kQuickInactivity},
     };
 }
@@ -114,18 +129,17 @@ TEST_P(HostileService, HostEndsInTimeWithBoundedMemoryAndASaneView)
 
     // The view settled before the host's deadline, without a crash; the
     // code says whether it shows a success or a failure.
-    const int expectedExit = row.status == u"Chat resolved."_s ? kSettled
-        : row.status.startsWith(u"Not signed in"_s)           ? kSignInFailed
-                                                              : kPageFailed;
+    const int expectedExit = row.status == u"Chat resolved."_s           ? kSettled
+                             : row.status.startsWith(u"Not signed in"_s) ? kSignInFailed
+                                                                         : kPageFailed;
     ASSERT_EQ(run.exitCode, expectedExit) << run.errors.left(2000).toStdString();
     const QStringList view = run.lastView();
     ASSERT_GT(view.size(), Dump) << run.output.left(2000).toStdString();
     EXPECT_EQ(view[Status], row.status) << run.errors.left(2000).toStdString();
     EXPECT_EQ(view[row.line], row.text) << view[row.line].left(300).toStdString();
     // Nothing but the view's own line breaks reaches the terminal.
-    const auto raw = std::ranges::find_if(run.output, [](QChar c) {
-        return (c.unicode() < 0x20 && c != u'\n') || c.unicode() == 0x7F;
-    });
+    const auto raw = std::ranges::find_if(
+        run.output, [](QChar c) { return (c.unicode() < 0x20 && c != u'\n') || c.unicode() == 0x7F; });
     EXPECT_EQ(raw, run.output.cend()) << "raw control character in the printed view";
     // The version line is the view's own or absent: no text forges one.
     EXPECT_LE(view.filter(QRegularExpression(u"^Chat\\.version: "_s)).size(), 1);

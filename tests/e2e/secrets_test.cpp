@@ -17,7 +17,14 @@ const QPair<QString, QString> kEveryCategory{QStringLiteral("QT_LOGGING_RULES"),
 // A logged token cut short is still a leak; this much of one is unique.
 constexpr qsizetype kTokenPrefix = 16;
 
-enum class Scenario { Resolved, Renewed, RenewalFails, Refused, ServerError };
+enum class Scenario
+{
+    Resolved,
+    Renewed,
+    RenewalFails,
+    Refused,
+    ServerError
+};
 
 void PrintTo(Scenario scenario, std::ostream* out)
 {
@@ -74,12 +81,11 @@ TEST_P(SecretsStayOut, NeitherTokensNorTheClientSecretAreEverPrinted)
     case Scenario::Refused:
         ASSERT_TRUE(closed.listen(QHostAddress::LocalHost, 0));
         // With a password in it, which the transport error must not print.
-        options.baseUrl = QStringLiteral("http://e2e:%1@127.0.0.1:%2").arg(urlPassword).arg(closed.serverPort());
+        options.baseUrl =
+            QStringLiteral("http://e2e:%1@127.0.0.1:%2").arg(urlPassword).arg(closed.serverPort());
         closed.close();
         break;
-    case Scenario::ServerError:
-        fault(R"({"kind":"status","status":500,"body":"boom"})");
-        break;
+    case Scenario::ServerError: fault(R"({"kind":"status","status":500,"body":"boom"})"); break;
     }
 
     const HostRun run = runHost(options);
@@ -90,9 +96,7 @@ TEST_P(SecretsStayOut, NeitherTokensNorTheClientSecretAreEverPrinted)
     const QString status = run.lastView().value(Status);
     switch (GetParam()) {
     case Scenario::Resolved:
-    case Scenario::Renewed:
-        EXPECT_EQ(status, "Chat resolved.") << run.output.toStdString();
-        break;
+    case Scenario::Renewed: EXPECT_EQ(status, "Chat resolved.") << run.output.toStdString(); break;
     case Scenario::RenewalFails:
         EXPECT_EQ(status, "Resolve failed \u2014 kind: Network, httpCode: 0");
         EXPECT_EQ(run.lastView().value(Id), "QtTokenFactory: refresh returned empty token.");
@@ -100,8 +104,7 @@ TEST_P(SecretsStayOut, NeitherTokensNorTheClientSecretAreEverPrinted)
     case Scenario::Refused:
         EXPECT_EQ(status, "Resolve failed \u2014 kind: Network, httpCode: 1");
         // The plug-in's own warning, so its log is part of what was searched.
-        EXPECT_TRUE(run.errors.contains("QtHttpNetworkService: transport error"))
-            << run.errors.toStdString();
+        EXPECT_TRUE(run.errors.contains("QtHttpNetworkService: transport error")) << run.errors.toStdString();
         break;
     case Scenario::ServerError:
         EXPECT_EQ(status, "Resolve failed \u2014 kind: ServerError, httpCode: 500");
@@ -127,9 +130,8 @@ TEST_P(SecretsStayOut, NeitherTokensNorTheClientSecretAreEverPrinted)
 }
 
 INSTANTIATE_TEST_SUITE_P(Scenarios, SecretsStayOut,
-                         ::testing::Values(Scenario::Resolved, Scenario::Renewed,
-                                           Scenario::RenewalFails, Scenario::Refused,
-                                           Scenario::ServerError),
+                         ::testing::Values(Scenario::Resolved, Scenario::Renewed, Scenario::RenewalFails,
+                                           Scenario::Refused, Scenario::ServerError),
                          [](const ::testing::TestParamInfo<Scenario>& info) -> std::string {
                              switch (info.param) {
                              case Scenario::Resolved: return "Resolved";

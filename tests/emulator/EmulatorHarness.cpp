@@ -69,8 +69,7 @@ EmulatorHarness::EmulatorHarness(DataStore data, TokenSettings settings)
     : m_now(std::make_shared<qint64>(1000000))
 {
     std::shared_ptr<qint64> now = m_now;
-    m_server = std::make_unique<EmulatorServer>(std::move(data), std::move(settings),
-                                                [now] { return *now; });
+    m_server = std::make_unique<EmulatorServer>(std::move(data), std::move(settings), [now] { return *now; });
     if (m_server->start(0) == 0)
         ADD_FAILURE() << "the emulator could not listen on 127.0.0.1";
     m_network = std::make_unique<QNetworkAccessManager>();
@@ -124,8 +123,8 @@ Reply EmulatorHarness::wait(QNetworkReply* reply, int timeoutMs)
     return result;
 }
 
-Reply EmulatorHarness::send(const QByteArray& verb, const QString& pathAndQuery,
-                            const QByteArray& body, const Headers& headers)
+Reply EmulatorHarness::send(const QByteArray& verb, const QString& pathAndQuery, const QByteArray& body,
+                            const Headers& headers)
 {
     return wait(start(verb, pathAndQuery, body, headers));
 }
@@ -139,10 +138,9 @@ Reply EmulatorHarness::requestToken(const QByteArray& form, const Headers& heade
 
 QByteArray EmulatorHarness::token()
 {
-    const Reply reply = requestToken(
-        "grant_type=client_credentials&client_id=demo-client&client_secret=demo-secret");
-    const QByteArray token =
-        reply.json().object().value(QLatin1String("access_token")).toString().toLatin1();
+    const Reply reply =
+        requestToken("grant_type=client_credentials&client_id=demo-client&client_secret=demo-secret");
+    const QByteArray token = reply.json().object().value(QLatin1String("access_token")).toString().toLatin1();
     EXPECT_EQ(reply.status, 200);
     EXPECT_FALSE(token.isEmpty());
     return token;
@@ -154,22 +152,22 @@ QNetworkReply* EmulatorHarness::startQuery(const QString& businessId, const QByt
     Headers headers{{"Content-Type", "application/json"}};
     if (!token.isEmpty())
         headers.append({"Authorization", "Bearer " + token});
-    return start("POST",
-                 QStringLiteral("/api/business/quorvel/%1/v0/entities/query/vector%2")
-                     .arg(businessId, queryString),
-                 body, headers);
+    return start(
+        "POST",
+        QStringLiteral("/api/business/quorvel/%1/v0/entities/query/vector%2").arg(businessId, queryString),
+        body, headers);
 }
 
-Reply EmulatorHarness::query(const QString& businessId, const QByteArray& body,
-                             const QByteArray& token, const QString& queryString)
+Reply EmulatorHarness::query(const QString& businessId, const QByteArray& body, const QByteArray& token,
+                             const QString& queryString)
 {
     return wait(startQuery(businessId, body, token, queryString));
 }
 
 Reply EmulatorHarness::addFault(const QByteArray& json)
 {
-    const Reply reply = send("POST", QStringLiteral("/_emulator/faults"), json,
-                             {{"Content-Type", "application/json"}});
+    const Reply reply =
+        send("POST", QStringLiteral("/_emulator/faults"), json, {{"Content-Type", "application/json"}});
     EXPECT_EQ(reply.status, 200) << reply.body.toStdString();
     return reply;
 }
@@ -178,11 +176,14 @@ QByteArray EmulatorHarness::rawQueryRequest(const QString& businessId, const QBy
                                             const QByteArray& token)
 {
     return "POST /api/business/quorvel/" + businessId.toUtf8()
-        + "/v0/entities/query/vector?Skip=0&Take=1 HTTP/1.1\r\n"
-          "Host: 127.0.0.1\r\n"
-          "Content-Type: application/json\r\n"
-          "Authorization: Bearer " + token + "\r\n"
-          "Content-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" + body;
+           + "/v0/entities/query/vector?Skip=0&Take=1 HTTP/1.1\r\n"
+             "Host: 127.0.0.1\r\n"
+             "Content-Type: application/json\r\n"
+             "Authorization: Bearer "
+           + token
+           + "\r\n"
+             "Content-Length: "
+           + QByteArray::number(body.size()) + "\r\n\r\n" + body;
 }
 
 RawExchange EmulatorHarness::raw(const QByteArray& request, int quietMs, qsizetype hangUpAt)
@@ -213,12 +214,11 @@ RawExchange EmulatorHarness::raw(const QByteArray& request, int quietMs, qsizety
         exchange.closedByServer = true;
         loop.quit();
     });
-    QObject::connect(&socket, &QTcpSocket::errorOccurred, &loop,
-                     [&](QAbstractSocket::SocketError error) {
-                         if (error == QAbstractSocket::RemoteHostClosedError)
-                             exchange.closedByServer = true;
-                         loop.quit();
-                     });
+    QObject::connect(&socket, &QTcpSocket::errorOccurred, &loop, [&](QAbstractSocket::SocketError error) {
+        if (error == QAbstractSocket::RemoteHostClosedError)
+            exchange.closedByServer = true;
+        loop.quit();
+    });
     QObject::connect(&quiet, &QTimer::timeout, &loop, &QEventLoop::quit);
     QObject::connect(&watchdog, &QTimer::timeout, &loop, &QEventLoop::quit);
 

@@ -68,8 +68,8 @@ public:
     void advanceClock(qint64 ms) { *m_now += ms; }
 
     // Starts a request; the reply is the caller's to wait for and delete.
-    QNetworkReply* start(const QByteArray& verb, const QString& pathAndQuery,
-                         const QByteArray& body = {}, const Headers& headers = {});
+    QNetworkReply* start(const QByteArray& verb, const QString& pathAndQuery, const QByteArray& body = {},
+                         const Headers& headers = {});
     Reply wait(QNetworkReply* reply, int timeoutMs = kWatchdogMs);
     Reply send(const QByteArray& verb, const QString& pathAndQuery, const QByteArray& body = {},
                const Headers& headers = {});
@@ -79,8 +79,7 @@ public:
     QByteArray token();
     Reply query(const QString& businessId, const QByteArray& body, const QByteArray& token,
                 const QString& queryString = QStringLiteral("?Skip=0&Take=1"));
-    QNetworkReply* startQuery(const QString& businessId, const QByteArray& body,
-                              const QByteArray& token,
+    QNetworkReply* startQuery(const QString& businessId, const QByteArray& body, const QByteArray& token,
                               const QString& queryString = QStringLiteral("?Skip=0&Take=1"));
     Reply addFault(const QByteArray& json);
 
@@ -88,8 +87,7 @@ public:
     // server closes it or `quietMs` pass without a byte, or, for a reply that
     // never ends, until `hangUpAt` bytes have come; then it hangs up.
     RawExchange raw(const QByteArray& request, int quietMs = 1500, qsizetype hangUpAt = -1);
-    QByteArray rawQueryRequest(const QString& businessId, const QByteArray& body,
-                               const QByteArray& token);
+    QByteArray rawQueryRequest(const QString& businessId, const QByteArray& body, const QByteArray& token);
 
 private:
     std::shared_ptr<qint64> m_now;

@@ -37,7 +37,10 @@ TEST(EmulatorAdmin, PendingFaultsAreListedInQueueOrder)
     EXPECT_EQ(queued.json().object().value(QLatin1String("queued")).toInteger(), 2);
 
     const QJsonArray faults = emulator.send("GET", QStringLiteral("/_emulator/faults"))
-                                  .json().object().value(QLatin1String("faults")).toArray();
+                                  .json()
+                                  .object()
+                                  .value(QLatin1String("faults"))
+                                  .toArray();
     ASSERT_EQ(faults.size(), 2);
     EXPECT_EQ(faults.at(0).toObject().value(QLatin1String("kind")).toString(), QStringLiteral("delay"));
     EXPECT_EQ(faults.at(0).toObject().value(QLatin1String("delayMs")).toInteger(), 250);

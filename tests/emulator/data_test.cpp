@@ -30,8 +30,9 @@ TEST(EmulatorData, EveryBusinessFileInTheFolderIsABusiness)
 {
     QTemporaryDir dir;
     ASSERT_TRUE(dir.isValid());
-    ASSERT_TRUE(writeFile(dir.filePath(QStringLiteral("acme.json")),
-                          R"({"entities":[{"id":"11111111-2222-4333-8444-555555555555","entityTypeKey":"T"}]})"));
+    ASSERT_TRUE(
+        writeFile(dir.filePath(QStringLiteral("acme.json")),
+                  R"({"entities":[{"id":"11111111-2222-4333-8444-555555555555","entityTypeKey":"T"}]})"));
     ASSERT_TRUE(writeFile(dir.filePath(QStringLiteral("bare.json")), "[]"));
     ASSERT_TRUE(writeFile(dir.filePath(QStringLiteral("notes.txt")), "not a business"));
 

@@ -14,8 +14,8 @@ namespace {
 const QString kDemo = QStringLiteral("demo");
 constexpr qsizetype kMiB = 1024 * 1024;
 // Streaming faults replace the token reply whatever the form says.
-const QByteArray kRawTokenRequest = QByteArrayLiteral(
-    "POST /oauth/token HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Length: 1\r\n\r\nx");
+const QByteArray kRawTokenRequest =
+    QByteArrayLiteral("POST /oauth/token HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Length: 1\r\n\r\nx");
 
 // The one title every TICKET_TITLE locale shows as display and value;
 // empty when there is none or they differ.
@@ -42,16 +42,16 @@ protected:
     Reply query(const QByteArray& bearer) { return emulator.query(kDemo, kDutyChannelQuery, bearer); }
     Reply query() { return query(token); }
     QNetworkReply* startQuery() { return emulator.startQuery(kDemo, kDutyChannelQuery, token); }
-    RawExchange rawQuery()
-    {
-        return emulator.raw(emulator.rawQueryRequest(kDemo, kDutyChannelQuery, token));
-    }
+    RawExchange rawQuery() { return emulator.raw(emulator.rawQueryRequest(kDemo, kDutyChannelQuery, token)); }
 
     QByteArray rawQueryRequest() { return emulator.rawQueryRequest(kDemo, kDutyChannelQuery, token); }
     qint64 listedStreams()
     {
         return emulator.send("GET", QStringLiteral("/_emulator/stats"))
-            .json().object().value(QLatin1String("streams")).toInteger(-1);
+            .json()
+            .object()
+            .value(QLatin1String("streams"))
+            .toInteger(-1);
     }
 
     EmulatorHarness emulator;
@@ -151,7 +151,8 @@ TEST_F(EmulatorFaults, ClientHangingUpWhileAReplyIsHeldBackIsHarmless)
 
 TEST_F(EmulatorFaults, NonJsonFaultSendsAnHtmlPage)
 {
-    emulator.addFault(R"([{"kind":"nonjson"},{"kind":"nonjson","status":502,"body":"<h1>Bad gateway</h1>"}])");
+    emulator.addFault(
+        R"([{"kind":"nonjson"},{"kind":"nonjson","status":502,"body":"<h1>Bad gateway</h1>"}])");
 
     const Reply page = query();
     const Reply gateway = query();
@@ -286,7 +287,8 @@ TEST_F(EmulatorFaults, InvalidUtf8FaultBreaksTheEncodingOfTheResult)
     QStringDecoder decoder(QStringDecoder::Utf8);
     const QString text = decoder(reply.body);
     EXPECT_TRUE(decoder.hasError());
-    EXPECT_TRUE(reply.body.contains("\"entityTypeKey\":\"\xC3\x28\xFF" "BUSINESS_TICKET\""));
+    EXPECT_TRUE(reply.body.contains("\"entityTypeKey\":\"\xC3\x28\xFF"
+                                    "BUSINESS_TICKET\""));
 }
 
 TEST_F(EmulatorFaults, HostileRepliesHaveTheAskedSizeAndShape)
@@ -299,7 +301,11 @@ TEST_F(EmulatorFaults, HostileRepliesHaveTheAskedSizeAndShape)
         QByteArray body; // checked when not empty
     } rows[] = {
         {R"({"kind":"title","body":"<img src=\"/dev/zero\">"})", 200, R"(<img src="/dev/zero">)", {}},
-        {R"({"kind":"title","body":"a\r\nb\u202Ec\u0007"})", 200, "a\r\nb\xE2\x80\xAE" "c\x07", {}},
+        {R"({"kind":"title","body":"a\r\nb\u202Ec\u0007"})",
+         200,
+         "a\r\nb\xE2\x80\xAE"
+         "c\x07",
+         {}},
         {R"({"kind":"title","body":"A","bytes":1048576})", 200, QByteArray(kMiB, 'A'), {}},
         // Five bytes would split the third "é": the title stops before it.
         {R"({"kind":"title","body":"\u00e9","bytes":5})", 200, "\xC3\xA9\xC3\xA9", {}},
@@ -403,7 +409,10 @@ TEST_F(EmulatorFaults, HostileFaultsAreListedAsQueuedAndCanBeQueuedAgain)
     }
     auto pending = [this] {
         return emulator.send("GET", QStringLiteral("/_emulator/faults"))
-            .json().object().value(QLatin1String("faults")).toArray();
+            .json()
+            .object()
+            .value(QLatin1String("faults"))
+            .toArray();
     };
 
     emulator.addFault(QJsonDocument(queued).toJson());
@@ -429,8 +438,7 @@ TEST_F(EmulatorFaults, TokenFaultsAndQueryFaultsKeepToTheirEndpoints)
 TEST_F(EmulatorFaults, AfterLetsThatManyRequestsPassBeforeTheFaultApplies)
 {
     emulator.addFault(R"({"kind":"status","status":503,"target":"token","after":2,"times":2})");
-    const QByteArray form =
-        "grant_type=client_credentials&client_id=demo-client&client_secret=demo-secret";
+    const QByteArray form = "grant_type=client_credentials&client_id=demo-client&client_secret=demo-secret";
 
     QList<int> statuses;
     for (int i = 0; i < 5; ++i)
@@ -456,7 +464,10 @@ TEST_F(EmulatorFaults, AFaultStillWaitingHoldsBackTheFaultsQueuedBehindIt)
     emulator.addFault(R"([{"kind":"status","status":502,"after":1},{"kind":"status","status":404}])");
 
     const QJsonArray pending = emulator.send("GET", QStringLiteral("/_emulator/faults"))
-                                   .json().object().value(QLatin1String("faults")).toArray();
+                                   .json()
+                                   .object()
+                                   .value(QLatin1String("faults"))
+                                   .toArray();
     ASSERT_EQ(pending.size(), 2);
     EXPECT_EQ(pending.at(0).toObject().value(QLatin1String("after")).toInteger(), 1);
     EXPECT_FALSE(pending.at(1).toObject().contains(QLatin1String("after")));

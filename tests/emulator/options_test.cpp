@@ -45,7 +45,8 @@ TEST(EmulatorOptions, HelpDocumentsEveryFaultKind)
     const QString list = error.mid(error.indexOf(QLatin1String("one of ")) + 7).chopped(1);
     const QStringList kinds = list.split(QStringLiteral(", "));
     ASSERT_GE(kinds.size(), 15) << error.toStdString();
-    const QString documented = options->helpText.section(QLatin1String("  kind "), 1).section(QLatin1String("  target"), 0, 0);
+    const QString documented =
+        options->helpText.section(QLatin1String("  kind "), 1).section(QLatin1String("  target"), 0, 0);
     for (const QString& kind : kinds)
         EXPECT_TRUE(documented.contains(QRegularExpression(QStringLiteral("\\b%1\\b").arg(kind))))
             << kind.toStdString() << " is not in the help's list of kinds";
@@ -53,10 +54,10 @@ TEST(EmulatorOptions, HelpDocumentsEveryFaultKind)
 
 TEST(EmulatorOptions, ReadsEveryOption)
 {
-    const auto options = parse({"--port", "18080", "--data", "/tmp/e2e-data", "--client-id", "e2e",
-                                "--client-secret", "pw", "--token-lifetime", "5", "--fault",
-                                R"({"kind":"status","status":503})", "--fault",
-                                R"([{"kind":"delay","delayMs":10},{"kind":"close","target":"token"}])"});
+    const auto options =
+        parse({"--port", "18080", "--data", "/tmp/e2e-data", "--client-id", "e2e", "--client-secret", "pw",
+               "--token-lifetime", "5", "--fault", R"({"kind":"status","status":503})", "--fault",
+               R"([{"kind":"delay","delayMs":10},{"kind":"close","target":"token"}])"});
     ASSERT_TRUE(options.has_value()) << options.error().toStdString();
     EXPECT_EQ(options->port, 18080);
     EXPECT_EQ(options->dataDirectory, QStringLiteral("/tmp/e2e-data"));

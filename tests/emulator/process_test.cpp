@@ -59,9 +59,8 @@ TEST(EmulatorProcess, PrintsItsAddressServesAndStopsCleanlyOnSigterm)
 {
     QProcess emulator;
     emulator.setProgram(QStringLiteral(QUORVEL_EMULATOR_BINARY));
-    emulator.setArguments({"--port", "0", "--client-id", "proc", "--client-secret", "pw",
-                           "--token-lifetime", "42", "--fault",
-                           R"({"kind":"status","status":503,"target":"token"})"});
+    emulator.setArguments({"--port", "0", "--client-id", "proc", "--client-secret", "pw", "--token-lifetime",
+                           "42", "--fault", R"({"kind":"status","status":503,"target":"token"})"});
     emulator.start();
     ASSERT_TRUE(emulator.waitForStarted(kWatchdogMs)) << emulator.errorString().toStdString();
 
@@ -105,8 +104,9 @@ TEST(EmulatorProcess, RequestLoggingNeverShowsCredentials)
 
     QNetworkAccessManager network;
     network.setProxy(QNetworkProxy::NoProxy);
-    const Answer issued = postForm(network, base + QStringLiteral("/oauth/token"),
-                                   "grant_type=client_credentials&client_id=logged&client_secret=never-logged-pw");
+    const Answer issued =
+        postForm(network, base + QStringLiteral("/oauth/token"),
+                 "grant_type=client_credentials&client_id=logged&client_secret=never-logged-pw");
     const QByteArray token = issued.object.value(QLatin1String("access_token")).toString().toLatin1();
     ASSERT_FALSE(token.isEmpty());
     // The client's credentials as Basic authentication, and the token as a
@@ -114,7 +114,8 @@ TEST(EmulatorProcess, RequestLoggingNeverShowsCredentials)
     QNetworkRequest basic{QUrl(base + QStringLiteral("/oauth/token"))};
     basic.setRawHeader("Authorization", "Basic " + QByteArray("logged:never-logged-pw").toBase64());
     basic.setHeader(QNetworkRequest::ContentTypeHeader, "application/x-www-form-urlencoded");
-    QNetworkRequest bearer{QUrl(base + QStringLiteral("/api/business/quorvel/demo/v0/entities/query/vector"))};
+    QNetworkRequest bearer{
+        QUrl(base + QStringLiteral("/api/business/quorvel/demo/v0/entities/query/vector"))};
     bearer.setRawHeader("Authorization", "Bearer " + token);
     bearer.setHeader(QNetworkRequest::ContentTypeHeader, "application/json");
     for (QNetworkReply* reply : {network.post(basic, QByteArray("grant_type=client_credentials")),

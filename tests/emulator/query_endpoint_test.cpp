@@ -112,9 +112,9 @@ TEST(EmulatorQuery, UnknownBusinessOrPathIs404)
 
     const Reply business = emulator.query(QStringLiteral("nobody"), kDutyChannelQuery, token);
     // An empty business id loses its path segment on the client side.
-    const Reply noBusiness = emulator.wait(emulator.start(
-        "POST", QStringLiteral("/api/business/quorvel/v0/entities/query/vector"), kDutyChannelQuery,
-        {{"Authorization", "Bearer " + token}}));
+    const Reply noBusiness =
+        emulator.wait(emulator.start("POST", QStringLiteral("/api/business/quorvel/v0/entities/query/vector"),
+                                     kDutyChannelQuery, {{"Authorization", "Bearer " + token}}));
 
     EXPECT_EQ(business.status, 404);
     EXPECT_EQ(business.message(), QStringLiteral("Unknown business 'nobody'"));
@@ -125,8 +125,9 @@ TEST(EmulatorQuery, UnknownBusinessOrPathIs404)
 TEST(EmulatorQuery, OnlyPostIsAllowed)
 {
     EmulatorHarness emulator;
-    const Reply reply = emulator.send("GET", QStringLiteral("/api/business/quorvel/demo/v0/entities/query/vector"),
-                                      {}, {{"Authorization", "Bearer " + emulator.token()}});
+    const Reply reply =
+        emulator.send("GET", QStringLiteral("/api/business/quorvel/demo/v0/entities/query/vector"), {},
+                      {{"Authorization", "Bearer " + emulator.token()}});
     EXPECT_EQ(reply.status, 405);
     EXPECT_EQ(reply.header("Allow"), "POST");
 }
@@ -162,8 +163,8 @@ TEST(EmulatorQuery, MalformedRequestsGet400WithAMessageAndTheEmulatorCarriesOn)
         {"filters not a list", R"({"entitiesByAttributeValues":{}})", paging, "entitiesByAttributeValues"},
         {"filter not an object", R"({"entitiesByAttributeValues":[7]})", paging,
          "entitiesByAttributeValues[0]"},
-        {"filter without key", R"({"entitiesByAttributeValues":[{"operator":"Equals","value":"x"}]})",
-         paging, "attributeKey"},
+        {"filter without key", R"({"entitiesByAttributeValues":[{"operator":"Equals","value":"x"}]})", paging,
+         "attributeKey"},
         {"filter without operator", R"({"entitiesByAttributeValues":[{"attributeKey":"A","value":"x"}]})",
          paging, "operator"},
         {"unknown operator",
@@ -184,8 +185,7 @@ TEST(EmulatorQuery, MalformedRequestsGet400WithAMessageAndTheEmulatorCarriesOn)
         {"options not an object", R"({"entitiesOptions":[]})", paging, "entitiesOptions"},
         {"references as text", R"({"entitiesOptions":{"includeReferences":"yes"}})", paging,
          "includeReferences"},
-        {"unsupported criterion", R"({"entitiesByFullTextSearch":[{"value":"x"}]})", paging,
-         "not supported"},
+        {"unsupported criterion", R"({"entitiesByFullTextSearch":[{"value":"x"}]})", paging, "not supported"},
         {"deep nesting", QByteArray(5000, '[') + QByteArray(5000, ']'), paging, "not valid JSON"},
     };
 

@@ -41,8 +41,7 @@ TEST(EmulatorShaping, WithoutOptionsEveryAttributeStaysButReferencesStateAndLoca
 {
     const QJsonObject shaped = shapeEntity(dutyTicket(), EntitiesOptions{});
 
-    EXPECT_EQ(attributeKeys(shaped),
-              QStringList({"TICKET_TITLE", "IS_DEFAULT_CHANNEL", "TICKET_PRIORITY"}));
+    EXPECT_EQ(attributeKeys(shaped), QStringList({"TICKET_TITLE", "IS_DEFAULT_CHANNEL", "TICKET_PRIORITY"}));
     EXPECT_EQ(localeKeys(shaped.value(QLatin1String("attributeValues")).toArray().at(0).toObject()),
               QStringList({"EN_US", "DE_DE"}));
     EXPECT_FALSE(shaped.contains(QLatin1String("referencedTo")));
@@ -66,7 +65,8 @@ TEST(EmulatorShaping, AttributeKeysAndLocalesNarrowTheEntity)
     EXPECT_EQ(priority.value(QLatin1String("valueKey")).toString(), QStringLiteral("NORMAL"));
 
     options.attributeKeys = QStringList{};
-    EXPECT_TRUE(shapeEntity(dutyTicket(), options).value(QLatin1String("attributeValues")).toArray().isEmpty());
+    EXPECT_TRUE(
+        shapeEntity(dutyTicket(), options).value(QLatin1String("attributeValues")).toArray().isEmpty());
 }
 
 TEST(EmulatorShaping, IncludedLocalizationKeepsOnlyTheAskedLocales)

@@ -5,8 +5,7 @@
 namespace QuorvelEmulatorTest {
 namespace {
 
-const QByteArray kGoodForm =
-    "grant_type=client_credentials&client_id=demo-client&client_secret=demo-secret";
+const QByteArray kGoodForm = "grant_type=client_credentials&client_id=demo-client&client_secret=demo-secret";
 
 QJsonObject object(const Reply& reply)
 {
@@ -41,8 +40,8 @@ TEST(EmulatorToken, UsesConfiguredClientAndLifetime)
     EmulatorHarness emulator(shippedData(), settings);
 
     // Form encoding: the blank as '+', the ampersand percent-encoded.
-    const Reply reply = emulator.requestToken(
-        "grant_type=client_credentials&client_id=e2e+client&client_secret=s3cr%26t");
+    const Reply reply =
+        emulator.requestToken("grant_type=client_credentials&client_id=e2e+client&client_secret=s3cr%26t");
 
     ASSERT_EQ(reply.status, 200) << reply.body.toStdString();
     EXPECT_EQ(object(reply).value(QLatin1String("expires_in")).toInteger(), 90);
@@ -63,11 +62,11 @@ TEST(EmulatorToken, AcceptsClientCredentialsAsBasicAuthentication)
 TEST(EmulatorToken, RefusesAWrongClientWith401InvalidClient)
 {
     EmulatorHarness emulator;
-    const Reply wrongSecret = emulator.requestToken(
-        "grant_type=client_credentials&client_id=demo-client&client_secret=guess");
-    const Reply wrongBasic = emulator.requestToken(
-        "grant_type=client_credentials",
-        {{"Authorization", "Basic " + QByteArray("intruder:demo-secret").toBase64()}});
+    const Reply wrongSecret =
+        emulator.requestToken("grant_type=client_credentials&client_id=demo-client&client_secret=guess");
+    const Reply wrongBasic =
+        emulator.requestToken("grant_type=client_credentials",
+                              {{"Authorization", "Basic " + QByteArray("intruder:demo-secret").toBase64()}});
     const Reply noClient = emulator.requestToken("grant_type=client_credentials");
 
     for (const Reply& reply : {wrongSecret, wrongBasic, noClient}) {
@@ -81,8 +80,8 @@ TEST(EmulatorToken, RefusesAWrongClientWith401InvalidClient)
 TEST(EmulatorToken, RefusesOtherGrantTypesWith400)
 {
     EmulatorHarness emulator;
-    const Reply password = emulator.requestToken(
-        "grant_type=password&client_id=demo-client&client_secret=demo-secret");
+    const Reply password =
+        emulator.requestToken("grant_type=password&client_id=demo-client&client_secret=demo-secret");
     const Reply none = emulator.requestToken("client_id=demo-client&client_secret=demo-secret");
 
     EXPECT_EQ(password.status, 400);

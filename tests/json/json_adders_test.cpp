@@ -14,10 +14,10 @@
 
 namespace {
 
-using tarsion::json_node;
-using tarsion::uuid;
 using json_test::compact;
 using json_test::test_record;
+using tarsion::json_node;
+using tarsion::uuid;
 
 constexpr uuid kSampleId{0x0123456789abcdefULL, 0xfedcba9876543210ULL};
 
@@ -73,7 +73,9 @@ struct UuidFormatCase
     const char* text;
 };
 
-class JsonUuidFormat : public testing::TestWithParam<UuidFormatCase> {};
+class JsonUuidFormat : public testing::TestWithParam<UuidFormatCase>
+{
+};
 
 TEST_P(JsonUuidFormat, WritesLowerCaseWithDashes)
 {
@@ -103,8 +105,9 @@ TEST(JsonRecordAdders, RecordsBecomeObjectsAndFailuresKeepWhatWasWritten)
     std::vector<test_record> items{{"a", 1}, {"b", 2}, {"c", 3}};
     items[1].refuse_to_write = true;
     EXPECT_FALSE(tarsion::add_list(root, "items", items));
-    EXPECT_EQ(compact(root), R"({"r":{"name":"x","count":2},"bad":{"name":"y","count":3},)"
-                             R"("items":[{"name":"a","count":1},{"name":"b","count":2},{"name":"c","count":3}]})");
+    EXPECT_EQ(compact(root),
+              R"({"r":{"name":"x","count":2},"bad":{"name":"y","count":3},)"
+              R"("items":[{"name":"a","count":1},{"name":"b","count":2},{"name":"c","count":3}]})");
     EXPECT_TRUE(json_test::parent_links_hold(root));
 }
 
@@ -119,9 +122,10 @@ TEST(JsonRecordAdders, ListsAndMapsAreArraysAndObjectsOfStrings)
     EXPECT_TRUE(tarsion::add_list(root, "e", std::vector<std::string>{}));
     EXPECT_TRUE(tarsion::add_list(root, "u", std::vector<uuid>{}));
     EXPECT_TRUE(tarsion::add_map(root, "n", {}));
-    EXPECT_EQ(compact(root), R"({"s":["a","","\/"],)"
-                             R"("ids":["01234567-89ab-cdef-fedc-ba9876543210","00000000-0000-0000-0000-000000000000"],)"
-                             R"("m":{"a":"x\"y","b":"2","c":""},"r":[],"e":[],"u":[],"n":{}})");
+    EXPECT_EQ(compact(root),
+              R"({"s":["a","","\/"],)"
+              R"("ids":["01234567-89ab-cdef-fedc-ba9876543210","00000000-0000-0000-0000-000000000000"],)"
+              R"("m":{"a":"x\"y","b":"2","c":""},"r":[],"e":[],"u":[],"n":{}})");
 }
 
 } // namespace

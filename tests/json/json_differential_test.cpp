@@ -29,8 +29,9 @@ testing::AssertionResult writes_like_reference(const json_node& root)
             std::size_t at = 0;
             while (at < out.size() && at < expected.size() && out[at] == expected[at])
                 ++at;
-            return testing::AssertionFailure() << (pretty ? "indented" : "compact") << " text differs at byte " << at
-                                               << " of " << expected.size() << " (got " << out.size() << " bytes)";
+            return testing::AssertionFailure()
+                   << (pretty ? "indented" : "compact") << " text differs at byte " << at << " of "
+                   << expected.size() << " (got " << out.size() << " bytes)";
         }
     }
     return testing::AssertionSuccess();
@@ -160,7 +161,8 @@ TEST(JsonReaderAgainstReference, GeneratedDocumentsWellFormedAndDamaged)
         const std::string text = random.document(1 + i % 5);
         json_node check;
         (reference::parse(text, check) ? accepted : rejected)++;
-        expect_parses_like_reference(text, json_node(), json_node(), "document " + std::to_string(i) + ": " + shown(text));
+        expect_parses_like_reference(text, json_node(), json_node(),
+                                     "document " + std::to_string(i) + ": " + shown(text));
         if (HasFatalFailure())
             return;
     }
@@ -173,9 +175,10 @@ TEST(JsonReaderAgainstReference, ContainersClosedAndOpenedAgain)
 {
     // A value right after a closed container opens that container again and
     // appends to it; a comma-less member does the same to a closed object.
-    for (const char* text : {"[[1] [2]]", "[[1][2,3]]", "[[1]{\"a\":2}]", "{\"a\":{\"b\":1}{\"c\":2}}",
-                             "[[] [1]]", "[[1] []]", "[{} {}]", "{\"a\":[1] [2] [3]}", "[[[1]] [[2]]]",
-                             "[[\"\"] [\"\"]]", "{{}}", "{[1]}", "{[}", "[[1] [2] x]", "[[1] [2]", "{\"a\":[1] [2}"}) {
+    for (const char* text :
+         {"[[1] [2]]", "[[1][2,3]]", "[[1]{\"a\":2}]", "{\"a\":{\"b\":1}{\"c\":2}}", "[[] [1]]", "[[1] []]",
+          "[{} {}]", "{\"a\":[1] [2] [3]}", "[[[1]] [[2]]]", "[[\"\"] [\"\"]]", "{{}}", "{[1]}", "{[}",
+          "[[1] [2] x]", "[[1] [2]", "{\"a\":[1] [2}"}) {
         expect_parses_like_reference(text, json_node(), json_node(), text);
     }
 }
@@ -200,7 +203,8 @@ TEST(JsonReaderAgainstReference, ReadsBackWhatTheWriterWrote)
     for (int i = 0; i < 500; ++i) {
         const json_node tree = random.tree(4, 5, 30);
         const std::string text = json_test::compact(tree);
-        expect_parses_like_reference(text, json_node(), json_node(), "tree " + std::to_string(i) + ": " + shown(text));
+        expect_parses_like_reference(text, json_node(), json_node(),
+                                     "tree " + std::to_string(i) + ": " + shown(text));
         if (HasFatalFailure())
             return;
     }

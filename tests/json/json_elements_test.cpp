@@ -24,9 +24,8 @@ testing::AssertionResult streams_like_parse_json(const std::string& text)
 
     json_node streamed;
     std::vector<json_node> elements;
-    const bool streamed_ok = tarsion::parse_json_elements(text, streamed, [&](json_node& element) {
-        elements.push_back(std::move(element));
-    });
+    const bool streamed_ok = tarsion::parse_json_elements(
+        text, streamed, [&](json_node& element) { elements.push_back(std::move(element)); });
 
     if (streamed_ok != whole_ok)
         return testing::AssertionFailure() << "verdict " << streamed_ok << ", parse_json " << whole_ok;
@@ -82,10 +81,10 @@ TEST(JsonElements, ElementsArriveInOrderBeforeTheTextEnds)
 {
     std::vector<std::string> seen;
     json_node root;
-    const bool ok = tarsion::parse_json_elements(R"([{"n":1},[2],"3",{"n":4}] trailing)", root,
-                                                 [&](json_node& element) {
-                                                     seen.push_back(json_test::compact(element));
-                                                 });
+    const bool ok =
+        tarsion::parse_json_elements(R"([{"n":1},[2],"3",{"n":4}] trailing)", root, [&](json_node& element) {
+            seen.push_back(json_test::compact(element));
+        });
     EXPECT_FALSE(ok);
     EXPECT_EQ(seen, (std::vector<std::string>{R"({"n":1})", "[2]", R"("3")", R"({"n":4})"}));
 }

@@ -14,9 +14,9 @@
 
 namespace {
 
+using json_test::test_record;
 using tarsion::json_node;
 using tarsion::uuid;
-using json_test::test_record;
 
 constexpr uuid kSampleId{0x0123456789abcdefULL, 0xfedcba9876543210ULL};
 constexpr const char* kSampleText = "01234567-89ab-cdef-fedc-ba9876543210";
@@ -40,7 +40,9 @@ struct FindCase
     int expected_index; // -1: no match
 };
 
-class JsonFindChild : public testing::TestWithParam<FindCase> {};
+class JsonFindChild : public testing::TestWithParam<FindCase>
+{
+};
 
 TEST_P(JsonFindChild, ReturnsFirstMatch)
 {
@@ -57,15 +59,12 @@ TEST_P(JsonFindChild, ReturnsFirstMatch)
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, JsonFindChild,
-    testing::Values(FindCase{"ExactLower", "x", true, 0},
-                    FindCase{"ExactUpper", "X", true, 1},
+    testing::Values(FindCase{"ExactLower", "x", true, 0}, FindCase{"ExactUpper", "X", true, 1},
                     FindCase{"FoldedUpperFindsFirst", "X", false, 0},
                     FindCase{"FoldedWord", "nAME", false, 3},
                     FindCase{"ExactWordWrongCase", "name", true, -1},
-                    FindCase{"ShorterKey", "Nam", false, -1},
-                    FindCase{"LongerKey", "Names", false, -1},
-                    FindCase{"EmptyKey", "", false, -1},
-                    FindCase{"Utf8SameBytes", "\xc3\xa9", false, 4},
+                    FindCase{"ShorterKey", "Nam", false, -1}, FindCase{"LongerKey", "Names", false, -1},
+                    FindCase{"EmptyKey", "", false, -1}, FindCase{"Utf8SameBytes", "\xc3\xa9", false, 4},
                     // Bytes that differ from a match by 0x20 but are not A to Z.
                     FindCase{"NonAsciiNotFolded", "\xc3\x89", false, -1},
                     FindCase{"AtSignNotFolded", "`", false, -1},
@@ -84,7 +83,12 @@ TEST(JsonFindChildEmpty, NodeWithoutChildrenHasNoMatch)
 // parsed, or false with the type's zero. The text grammar itself is in the
 // parse_int64 and UUID tables below.
 
-enum class Getter { int64, boolean, id };
+enum class Getter
+{
+    int64,
+    boolean,
+    id
+};
 
 struct MemberCase
 {
@@ -96,7 +100,9 @@ struct MemberCase
     const char* key = "k";
 };
 
-class JsonTypedGetter : public testing::TestWithParam<MemberCase> {};
+class JsonTypedGetter : public testing::TestWithParam<MemberCase>
+{
+};
 
 TEST_P(JsonTypedGetter, ReadsOrGivesZero)
 {
@@ -133,22 +139,22 @@ INSTANTIATE_TEST_SUITE_P(
                     MemberCase{"BoolUpperCase", Getter::boolean, R"({"k":"TRUE"})", false, "false"},
                     MemberCase{"BoolOne", Getter::boolean, R"({"k":1})", false, "false"},
                     MemberCase{"BoolMissing", Getter::boolean, R"({"j":true})", false, "false"},
-                    MemberCase{"UuidText", Getter::id, R"({"K":"01234567-89AB-cdef-fedc-ba9876543210"})", true,
-                               kSampleText},
-                    MemberCase{"UuidInvalid", Getter::id, R"({"k":"01234567-89ab-cdef-fedc-ba987654321"})", false,
-                               "00000000-0000-0000-0000-000000000000"},
-                    MemberCase{"UuidMissing", Getter::id, R"({"j":"01234567-89ab-cdef-fedc-ba9876543210"})", false,
-                               "00000000-0000-0000-0000-000000000000"},
+                    MemberCase{"UuidText", Getter::id, R"({"K":"01234567-89AB-cdef-fedc-ba9876543210"})",
+                               true, kSampleText},
+                    MemberCase{"UuidInvalid", Getter::id, R"({"k":"01234567-89ab-cdef-fedc-ba987654321"})",
+                               false, "00000000-0000-0000-0000-000000000000"},
+                    MemberCase{"UuidMissing", Getter::id, R"({"j":"01234567-89ab-cdef-fedc-ba9876543210"})",
+                               false, "00000000-0000-0000-0000-000000000000"},
                     // A null or empty key reads the given node itself, which
                     // is how the list getters read array elements.
                     MemberCase{"Int64NullKeyReadsTheNode", Getter::int64, "12", true, "12", nullptr},
                     MemberCase{"Int64EmptyKeyReadsTheNode", Getter::int64, "12", true, "12", ""},
                     MemberCase{"BoolNullKeyReadsTheNode", Getter::boolean, "true", true, "true", nullptr},
                     MemberCase{"BoolEmptyKeyReadsTheNode", Getter::boolean, "12", false, "false", ""},
-                    MemberCase{"UuidNullKeyReadsTheNode", Getter::id, "\"01234567-89ab-cdef-fedc-ba9876543210\"", true,
-                               kSampleText, nullptr},
-                    MemberCase{"UuidEmptyKeyReadsTheNode", Getter::id, "\"01234567-89ab-cdef-fedc-ba9876543210\"", true,
-                               kSampleText, ""}),
+                    MemberCase{"UuidNullKeyReadsTheNode", Getter::id,
+                               "\"01234567-89ab-cdef-fedc-ba9876543210\"", true, kSampleText, nullptr},
+                    MemberCase{"UuidEmptyKeyReadsTheNode", Getter::id,
+                               "\"01234567-89ab-cdef-fedc-ba9876543210\"", true, kSampleText, ""}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(JsonGetString, GivesAnyMembersValueAsItStands)
@@ -204,8 +210,8 @@ TEST(JsonGetSelf, NullAndEmptyKeyReadTheNodeItselfAsTextOrRecord)
 
 TEST(JsonGetList, FailedRecordStaysAndLaterOnesAreStillRead)
 {
-    const json_node root = parsed(
-        R"({"items":[{"name":"a","count":1},{"name":"b"},{"name":"c","count":3}]})");
+    const json_node root =
+        parsed(R"({"items":[{"name":"a","count":1},{"name":"b"},{"name":"c","count":3}]})");
     std::vector<test_record> out(5);
     EXPECT_FALSE(tarsion::get_list(root, "items", out));
     ASSERT_EQ(out.size(), 3u);
@@ -278,7 +284,9 @@ struct ParseIntCase
     std::int64_t value;
 };
 
-class JsonParseInt64 : public testing::TestWithParam<ParseIntCase> {};
+class JsonParseInt64 : public testing::TestWithParam<ParseIntCase>
+{
+};
 
 TEST_P(JsonParseInt64, AcceptsOnlySignAndDigits)
 {
@@ -292,24 +300,23 @@ TEST_P(JsonParseInt64, AcceptsOnlySignAndDigits)
 
 INSTANTIATE_TEST_SUITE_P(
     Accepted, JsonParseInt64,
-    testing::Values(ParseIntCase{"0", true, 0}, ParseIntCase{"-0", true, 0},
-                    ParseIntCase{"7", true, 7}, ParseIntCase{"-7", true, -7},
-                    ParseIntCase{"007", true, 7}, ParseIntCase{"-0010", true, -10},
+    testing::Values(ParseIntCase{"0", true, 0}, ParseIntCase{"-0", true, 0}, ParseIntCase{"7", true, 7},
+                    ParseIntCase{"-7", true, -7}, ParseIntCase{"007", true, 7},
+                    ParseIntCase{"-0010", true, -10},
                     ParseIntCase{"9223372036854775807", true, std::numeric_limits<std::int64_t>::max()},
                     ParseIntCase{"-9223372036854775808", true, std::numeric_limits<std::int64_t>::min()},
                     ParseIntCase{"00000000000000000000001", true, 1}));
 
-INSTANTIATE_TEST_SUITE_P(
-    Rejected, JsonParseInt64,
-    testing::Values(ParseIntCase{"", false, 0}, ParseIntCase{"-", false, 0},
-                    ParseIntCase{"+1", false, 0}, ParseIntCase{"1e3", false, 0},
-                    ParseIntCase{" 1", false, 0}, ParseIntCase{"1 ", false, 0},
-                    ParseIntCase{"1.0", false, 0}, ParseIntCase{"--1", false, 0},
-                    ParseIntCase{"1-", false, 0}, ParseIntCase{"0x10", false, 0},
-                    ParseIntCase{"9223372036854775808", false, 0},
-                    ParseIntCase{"-9223372036854775809", false, 0},
-                    ParseIntCase{"18446744073709551616", false, 0},
-                    ParseIntCase{"99999999999999999999", false, 0}));
+INSTANTIATE_TEST_SUITE_P(Rejected, JsonParseInt64,
+                         testing::Values(ParseIntCase{"", false, 0}, ParseIntCase{"-", false, 0},
+                                         ParseIntCase{"+1", false, 0}, ParseIntCase{"1e3", false, 0},
+                                         ParseIntCase{" 1", false, 0}, ParseIntCase{"1 ", false, 0},
+                                         ParseIntCase{"1.0", false, 0}, ParseIntCase{"--1", false, 0},
+                                         ParseIntCase{"1-", false, 0}, ParseIntCase{"0x10", false, 0},
+                                         ParseIntCase{"9223372036854775808", false, 0},
+                                         ParseIntCase{"-9223372036854775809", false, 0},
+                                         ParseIntCase{"18446744073709551616", false, 0},
+                                         ParseIntCase{"99999999999999999999", false, 0}));
 
 // ---------------------------------------------------------------------------
 // UUID text
@@ -322,7 +329,9 @@ struct UuidTextCase
     uuid value;
 };
 
-class JsonUuidText : public testing::TestWithParam<UuidTextCase> {};
+class JsonUuidText : public testing::TestWithParam<UuidTextCase>
+{
+};
 
 TEST_P(JsonUuidText, ParsesExactShapeOnly)
 {
@@ -334,20 +343,19 @@ TEST_P(JsonUuidText, ParsesExactShapeOnly)
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, JsonUuidText,
-    testing::Values(
-        UuidTextCase{"Lower", kSampleText, true, kSampleId},
-        UuidTextCase{"Upper", "01234567-89AB-CDEF-FEDC-BA9876543210", true, kSampleId},
-        UuidTextCase{"MixedCase", "01234567-89aB-CdEf-FEDC-ba9876543210", true, kSampleId},
-        UuidTextCase{"Nil", "00000000-0000-0000-0000-000000000000", true, uuid{}},
-        UuidTextCase{"Max", "ffffffff-ffff-ffff-ffff-ffffffffffff", true, uuid{~0ULL, ~0ULL}},
-        UuidTextCase{"DashShiftedLeft", "0123456-789ab-cdef-fedc-ba9876543210", false, uuid{}},
-        UuidTextCase{"DashShiftedRight", "01234567-89abc-def-fedc-ba9876543210", false, uuid{}},
-        UuidTextCase{"NoDashes", "0123456789abcdeffedcba98765432100000", false, uuid{}},
-        UuidTextCase{"TooShort", "01234567-89ab-cdef-fedc-ba987654321", false, uuid{}},
-        UuidTextCase{"TooLong", "01234567-89ab-cdef-fedc-ba98765432100", false, uuid{}},
-        UuidTextCase{"Braced", "{01234567-89ab-cdef-fedc-ba98765432}", false, uuid{}},
-        UuidTextCase{"NonHexDigit", "01234567-89ab-cdef-fedc-ba987654321g", false, uuid{}},
-        UuidTextCase{"Empty", "", false, uuid{}}),
+    testing::Values(UuidTextCase{"Lower", kSampleText, true, kSampleId},
+                    UuidTextCase{"Upper", "01234567-89AB-CDEF-FEDC-BA9876543210", true, kSampleId},
+                    UuidTextCase{"MixedCase", "01234567-89aB-CdEf-FEDC-ba9876543210", true, kSampleId},
+                    UuidTextCase{"Nil", "00000000-0000-0000-0000-000000000000", true, uuid{}},
+                    UuidTextCase{"Max", "ffffffff-ffff-ffff-ffff-ffffffffffff", true, uuid{~0ULL, ~0ULL}},
+                    UuidTextCase{"DashShiftedLeft", "0123456-789ab-cdef-fedc-ba9876543210", false, uuid{}},
+                    UuidTextCase{"DashShiftedRight", "01234567-89abc-def-fedc-ba9876543210", false, uuid{}},
+                    UuidTextCase{"NoDashes", "0123456789abcdeffedcba98765432100000", false, uuid{}},
+                    UuidTextCase{"TooShort", "01234567-89ab-cdef-fedc-ba987654321", false, uuid{}},
+                    UuidTextCase{"TooLong", "01234567-89ab-cdef-fedc-ba98765432100", false, uuid{}},
+                    UuidTextCase{"Braced", "{01234567-89ab-cdef-fedc-ba98765432}", false, uuid{}},
+                    UuidTextCase{"NonHexDigit", "01234567-89ab-cdef-fedc-ba987654321g", false, uuid{}},
+                    UuidTextCase{"Empty", "", false, uuid{}}),
     [](const auto& info) { return std::string(info.param.name); });
 
 } // namespace

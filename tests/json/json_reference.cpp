@@ -171,7 +171,13 @@ std::string content(const token& t)
                      : unescape({t.begin, static_cast<std::size_t>(t.end - t.begin)});
 }
 
-enum class expect { next, key, value, colon };
+enum class expect
+{
+    next,
+    key,
+    value,
+    colon
+};
 
 // Returns where the parser stopped, or null on an error.
 const char* run(const char* p, json_node& root)
@@ -210,7 +216,8 @@ const char* run(const char* p, json_node& root)
             if (state == expect::colon)
                 return nullptr;
             json_node& closed = *container;
-            if (closed.value.empty() && (closed.is_array || closed.is_object) && closed.children.size() == 1) {
+            if (closed.value.empty() && (closed.is_array || closed.is_object)
+                && closed.children.size() == 1) {
                 const json_node& only = closed.children[0];
                 if (only.key.empty() && only.value.empty() && only.children.empty() && !only.is_array
                     && !only.is_object)
@@ -288,9 +295,9 @@ testing::AssertionResult same_tree(const json_node& expected, const json_node& a
             return testing::AssertionFailure()
                    << "node differs: expected key \"" << e->key << "\" value \"" << e->value << "\" quoted "
                    << e->quoted << " array " << e->is_array << " object " << e->is_object << " children "
-                   << e->children.size() << "; got key \"" << a->key << "\" value \"" << a->value << "\" quoted "
-                   << a->quoted << " array " << a->is_array << " object " << a->is_object << " children "
-                   << a->children.size();
+                   << e->children.size() << "; got key \"" << a->key << "\" value \"" << a->value
+                   << "\" quoted " << a->quoted << " array " << a->is_array << " object " << a->is_object
+                   << " children " << a->children.size();
         for (std::size_t i = 0; i < e->children.size(); ++i)
             pending.emplace_back(&e->children[i], &a->children[i]);
     }
@@ -300,9 +307,11 @@ testing::AssertionResult same_tree(const json_node& expected, const json_node& a
 std::string random_json::text(std::size_t max_length)
 {
     static constexpr char kEscaped[] = "\b\t\n\f\r\"/\\";
-    static constexpr char kPlain[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789 -_.:,;{}[]@#";
+    static constexpr char kPlain[] =
+        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789 -_.:,;{}[]@#";
     // Mostly short text, sometimes up to the maximum.
-    const std::size_t length = one_in(4) ? below(max_length + 1) : below(std::min<std::size_t>(max_length, 24) + 1);
+    const std::size_t length =
+        one_in(4) ? below(max_length + 1) : below(std::min<std::size_t>(max_length, 24) + 1);
     std::string out;
     out.reserve(length);
     for (std::size_t i = 0; i < length; ++i) {
@@ -329,7 +338,10 @@ json_node random_json::tree(std::size_t max_depth, std::size_t max_width, std::s
     switch (below(4)) {
     case 0: root.is_array = true; break;
     case 1: root.is_object = true; break;
-    case 2: root.value = text(max_text); root.quoted = one_in(2); break;
+    case 2:
+        root.value = text(max_text);
+        root.quoted = one_in(2);
+        break;
     default: break;
     }
     if (one_in(8))
@@ -366,19 +378,23 @@ void random_json::fill(json_node& node, std::size_t depth, std::size_t max_width
                 fill(odd, depth - 1, max_width, max_text);
             break;
         }
-        default:
-            node.add_value(key, text(max_text), !one_in(4));
-            break;
+        default: node.add_value(key, text(max_text), !one_in(4)); break;
         }
     }
 }
 
 std::string random_json::string_token()
 {
-    static constexpr const char* kPieces[] = {
-        "a", "Zz", "0", " ", "\\\"", "\\\\", "\\/", "\\n", "\\t", "\\b", "\\f", "\\r", "\\q",
-        "\\u00e9", "\\u0041", "\\u0022", "\\u005c", "\\ud83d\\ude00", "\\uFFFF", "\xc3\xa9", "\xe2\x82\xac",
-        "\x01", "\x7f", "{", "]", ",", ":", "abcdefgh", "/"};
+    static constexpr const char* kPieces[] = {"a",        "Zz",       "0",
+                                              " ",        "\\\"",     "\\\\",
+                                              "\\/",      "\\n",      "\\t",
+                                              "\\b",      "\\f",      "\\r",
+                                              "\\q",      "\\u00e9",  "\\u0041",
+                                              "\\u0022",  "\\u005c",  "\\ud83d\\ude00",
+                                              "\\uFFFF",  "\xc3\xa9", "\xe2\x82\xac",
+                                              "\x01",     "\x7f",     "{",
+                                              "]",        ",",        ":",
+                                              "abcdefgh", "/"};
     static constexpr const char* kMalformed[] = {"\\u12", "\\ud83d", "\\ud83dx", "\\u00g9"};
     std::string out = "\"";
     const std::size_t pieces = below(12);
@@ -390,8 +406,8 @@ std::string random_json::string_token()
 
 std::string random_json::stray_token()
 {
-    static constexpr const char* kStray[] = {"{", "}", "[", "]", ",", ":", "\"\"", "1", "x", "\\",
-                                             "trueX", "nul", "\"open", "@", "\x7f", "-"};
+    static constexpr const char* kStray[] = {"{", "}",  "[",     "]",   ",",      ":", "\"\"", "1",
+                                             "x", "\\", "trueX", "nul", "\"open", "@", "\x7f", "-"};
     if (one_in(40))
         return std::string(1, '\0');
     return kStray[below(std::size(kStray))];
@@ -400,7 +416,8 @@ std::string random_json::stray_token()
 void random_json::value_text(std::string& out, std::size_t depth)
 {
     static constexpr const char* kSpace[] = {"", "", "", " ", "\t", "\n ", "\x01", "\x80", "\xc3\xa9"};
-    static constexpr const char* kScalars[] = {"1", "-12.5e3", "1-2e", "0", "true", "false", "null", "x", "@"};
+    static constexpr const char* kScalars[] = {"1",     "-12.5e3", "1-2e", "0", "true",
+                                               "false", "null",    "x",    "@"};
     const auto space = [&] { out += kSpace[below(std::size(kSpace))]; };
     space();
     const std::size_t kind = depth == 0 ? 2 + below(2) : below(4);

@@ -29,8 +29,8 @@ constexpr std::size_t kMaxLength = 40;
 std::vector<unsigned char> special_bytes()
 {
     std::vector<unsigned char> bytes = {0x08, 0x09, 0x0A, 0x0C, 0x0D, '"', '/', '\\'};
-    for (const unsigned char b : {0x00, 0x01, 0x07, 0x0B, 0x0E, 0x0F, 0x1F, 0x21, 0x23, 0x2E, 0x30, 0x5B,
-                                  0x5D, 0x7F, 0x80, 0x81, 0x8E, 0xA2, 0xAF, 0xDC, 0xFF})
+    for (const unsigned char b : {0x00, 0x01, 0x07, 0x0B, 0x0E, 0x0F, 0x1F, 0x21, 0x23, 0x2E, 0x30,
+                                  0x5B, 0x5D, 0x7F, 0x80, 0x81, 0x8E, 0xA2, 0xAF, 0xDC, 0xFF})
         bytes.push_back(b);
     return bytes;
 }
@@ -47,7 +47,8 @@ std::string with_byte_at(std::size_t length, std::size_t position, unsigned char
 
 std::string describe(std::size_t length, std::size_t position, unsigned char byte)
 {
-    return "length " + std::to_string(length) + ", byte " + std::to_string(byte) + " at " + std::to_string(position);
+    return "length " + std::to_string(length) + ", byte " + std::to_string(byte) + " at "
+           + std::to_string(position);
 }
 
 // ---------------------------------------------------------------------------
@@ -76,7 +77,8 @@ TEST(JsonWriterScan, OneSpecialByteAtEveryPositionOfEveryShortLengthAndOffset)
                 root.add_value(text, text, true);
                 root.add_value("k", text, true);
                 root.add_value(text, text, false);
-                ASSERT_EQ(json_test::compact(root), reference::write(root, false)) << describe(length, position, byte);
+                ASSERT_EQ(json_test::compact(root), reference::write(root, false))
+                    << describe(length, position, byte);
             }
         }
     }
@@ -88,12 +90,14 @@ TEST(JsonWriterScan, EveryByteValueAloneAndInRuns)
         const char byte = static_cast<char>(value);
         for (std::size_t length = 1; length <= 20; ++length) {
             const std::string text(length, byte);
-            ASSERT_EQ(tarsion::escape_text(text), reference::escape(text)) << "byte " << value << " x" << length;
+            ASSERT_EQ(tarsion::escape_text(text), reference::escape(text))
+                << "byte " << value << " x" << length;
             json_node root;
             root.is_array = true;
             root.add_value("", text, true);
             root.add_value(text, text, true);
-            ASSERT_EQ(json_test::compact(root), reference::write(root, false)) << "byte " << value << " x" << length;
+            ASSERT_EQ(json_test::compact(root), reference::write(root, false))
+                << "byte " << value << " x" << length;
         }
     }
 }
@@ -136,7 +140,8 @@ TEST(JsonReaderScan, StringsWithOneSpecialByteAtEveryPositionAndOffset)
             for (const unsigned char byte : special_bytes()) {
                 if (position == length && byte != 0)
                     continue; // one plain string per length is enough
-                std::string content = length == 0 ? std::string() : with_byte_at(length, std::min(position, length - 1), 'a');
+                std::string content =
+                    length == 0 ? std::string() : with_byte_at(length, std::min(position, length - 1), 'a');
                 if (position < length)
                     content[position] = static_cast<char>(byte);
                 for (std::size_t offset = 0; offset < 9; ++offset) {
@@ -146,7 +151,8 @@ TEST(JsonReaderScan, StringsWithOneSpecialByteAtEveryPositionAndOffset)
                         const bool expected_ok = reference::parse(text, expected);
                         json_node actual;
                         const bool actual_ok = tarsion::parse_json(text, actual);
-                        ASSERT_EQ(actual_ok, expected_ok) << describe(length, position, byte) << ", offset " << offset;
+                        ASSERT_EQ(actual_ok, expected_ok)
+                            << describe(length, position, byte) << ", offset " << offset;
                         ASSERT_TRUE(json_test::same_tree(expected, actual))
                             << describe(length, position, byte) << ", offset " << offset;
                         ASSERT_TRUE(json_test::parent_links_hold(actual));

@@ -56,8 +56,7 @@ void run_on_small_stack(const std::function<void()>& body)
         (*static_cast<const std::function<void()>*>(arg))();
         return nullptr;
     };
-    const int started = pthread_create(&thread, &attr, trampoline,
-                                       const_cast<std::function<void()>*>(&body));
+    const int started = pthread_create(&thread, &attr, trampoline, const_cast<std::function<void()>*>(&body));
     pthread_attr_destroy(&attr);
     ASSERT_EQ(started, 0);
     ASSERT_EQ(pthread_join(thread, nullptr), 0);

@@ -25,7 +25,8 @@ struct test_record
 
     bool to_json(tarsion::json_node& node) const
     {
-        const bool written = tarsion::add_string(node, "name", name) && tarsion::add_int64(node, "count", count);
+        const bool written =
+            tarsion::add_string(node, "name", name) && tarsion::add_int64(node, "count", count);
         return written && !refuse_to_write;
     }
 

@@ -11,12 +11,11 @@
 
 namespace {
 
-using tarsion::json_node;
 using json_test::compact;
 using json_test::parent_links_hold;
+using tarsion::json_node;
 
-constexpr const char* kDocument =
-    R"({"a":[1,{"b":[true,[],{"c":"d"}]},"e"],"f":{"g":{"h":[null]}},"i":"j"})";
+constexpr const char* kDocument = R"({"a":[1,{"b":[true,[],{"c":"d"}]},"e"],"f":{"g":{"h":[null]}},"i":"j"})";
 
 json_node document()
 {
@@ -129,7 +128,9 @@ struct LinkCase
     const char* expected;
 };
 
-class JsonTreeParentLinks : public testing::TestWithParam<LinkCase> {};
+class JsonTreeParentLinks : public testing::TestWithParam<LinkCase>
+{
+};
 
 TEST_P(JsonTreeParentLinks, HoldAfterEveryOperation)
 {
@@ -153,9 +154,7 @@ INSTANTIATE_TEST_SUITE_P(
                      return whole;
                  },
                  kDocument},
-        LinkCase{"CopyOfAMemberIsARoot",
-                 [] { return json_node(document().children[1]); },
-                 kF},
+        LinkCase{"CopyOfAMemberIsARoot", [] { return json_node(document().children[1]); }, kF},
         LinkCase{"CopyAssignedIntoATreeKeepsItsPlace",
                  [] {
                      json_node target = document();

@@ -10,9 +10,9 @@
 
 namespace {
 
-using tarsion::json_node;
 using json_test::compact;
 using json_test::indented;
+using tarsion::json_node;
 
 // {"a":1,"b":[true,"x"]}
 json_node sample_document()
@@ -36,14 +36,13 @@ TEST(JsonWriterLayout, CompactHasNoWhitespaceIndentedFourSpacesALevel)
     EXPECT_TRUE(tarsion::write_json(sample_document(), out, false));
     EXPECT_EQ(out, R"({"a":1,"b":[true,"x"]})");
     EXPECT_TRUE(tarsion::write_json(sample_document(), out, true));
-    EXPECT_EQ(out,
-              "{\n"
-              "    \"a\": 1,\n"
-              "    \"b\": [\n"
-              "        true,\n"
-              "        \"x\"\n"
-              "    ]\n"
-              "}");
+    EXPECT_EQ(out, "{\n"
+                   "    \"a\": 1,\n"
+                   "    \"b\": [\n"
+                   "        true,\n"
+                   "        \"x\"\n"
+                   "    ]\n"
+                   "}");
 }
 
 TEST(JsonWriterLayout, IndentedEmptyContainersStayOnTheirKeysLine)
@@ -80,7 +79,9 @@ struct ShapeCase
     const char* expected;
 };
 
-class JsonWriterShape : public testing::TestWithParam<ShapeCase> {};
+class JsonWriterShape : public testing::TestWithParam<ShapeCase>
+{
+};
 
 TEST_P(JsonWriterShape, FollowsValueAndFlags)
 {
@@ -99,14 +100,14 @@ TEST_P(JsonWriterShape, FollowsValueAndFlags)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    EmptyRoot, JsonWriterShape,
-    testing::Values(ShapeCase{"Fresh", "", true, false, false, false, false, "\"\""},
-                    ShapeCase{"FreshUnquoted", "", false, false, false, false, false, "\"\""},
-                    ShapeCase{"Array", "", true, true, false, false, false, "[]"},
-                    ShapeCase{"Object", "", true, false, true, false, false, "{}"},
-                    ShapeCase{"BothFlags", "", true, true, true, false, false, "[]"}),
-    [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(EmptyRoot, JsonWriterShape,
+                         testing::Values(ShapeCase{"Fresh", "", true, false, false, false, false, "\"\""},
+                                         ShapeCase{"FreshUnquoted", "", false, false, false, false, false,
+                                                   "\"\""},
+                                         ShapeCase{"Array", "", true, true, false, false, false, "[]"},
+                                         ShapeCase{"Object", "", true, false, true, false, false, "{}"},
+                                         ShapeCase{"BothFlags", "", true, true, true, false, false, "[]"}),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 INSTANTIATE_TEST_SUITE_P(
     Leaf, JsonWriterShape,
@@ -145,7 +146,9 @@ struct EscapeCase
 // Other control bytes, zero, and bytes from 0x80 up, valid UTF-8 or not.
 const std::string kRawBytes("\x01\x07\x0b\x0e\x1f\x7f\0\xc3\xa9\xf0\x9f\x98\x80\xff", 14);
 
-class JsonWriterEscape : public testing::TestWithParam<EscapeCase> {};
+class JsonWriterEscape : public testing::TestWithParam<EscapeCase>
+{
+};
 
 TEST_P(JsonWriterEscape, EscapesExactlyTheEightBytes)
 {
@@ -158,8 +161,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(EscapeCase{"EachOfTheEight", "\b\t\n\f\r\"/\\", "\\b\\t\\n\\f\\r\\\"\\/\\\\"},
                     EscapeCase{"RunOfOneByte", "////", "\\/\\/\\/\\/"},
                     EscapeCase{"MixedWithText", "x\ty\"z", "x\\ty\\\"z"},
-                    EscapeCase{"OtherBytesRaw", kRawBytes, kRawBytes},
-                    EscapeCase{"Empty", "", ""}),
+                    EscapeCase{"OtherBytesRaw", kRawBytes, kRawBytes}, EscapeCase{"Empty", "", ""}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(JsonWriterEscapeInTree, KeysAndStringValuesAreEscapedUnquotedValuesAreNot)

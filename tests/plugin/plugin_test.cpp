@@ -96,10 +96,7 @@ protected:
         return texts;
     }
 
-    void signIn(const QString& user)
-    {
-        account.setSignedIn({user, user}, "token");
-    }
+    void signIn(const QString& user) { account.setSignedIn({user, user}, "token"); }
 
     CTarsionApp app;
     CVyxAccount account;
@@ -164,8 +161,8 @@ TEST_F(PluginTest, SignedOutAtStartThenSignedIn)
     countAdapterChanges();
     model->setView(makePage());
     model->onViewLoaded();
-    EXPECT_TRUE(viewTexts().contains(
-        "Not signed in \u2014 SdkAdapter not attached. Click refresh after sign-in."));
+    EXPECT_TRUE(
+        viewTexts().contains("Not signed in \u2014 SdkAdapter not attached. Click refresh after sign-in."));
 
     signIn("alice");
     EXPECT_EQ(changes.count, 1);
@@ -199,8 +196,8 @@ TEST_F(PluginTest, EmptyUserDetaches)
     signIn("alice");
     signIn(QString());
     EXPECT_EQ(changes.count, 2);
-    EXPECT_TRUE(viewTexts().contains(
-        "Not signed in \u2014 SdkAdapter not attached. Click refresh after sign-in."));
+    EXPECT_TRUE(
+        viewTexts().contains("Not signed in \u2014 SdkAdapter not attached. Click refresh after sign-in."));
 }
 
 TEST_F(PluginTest, MissingChatHostIsFatalWithItsMessage)
@@ -264,8 +261,8 @@ TEST_F(PluginTest, NoAccountMeansNoChainButAWorkingService)
     model->setView(makePage());
     model->onViewLoaded();
     plugin->refresh();
-    EXPECT_TRUE(viewTexts().contains(
-        "Not signed in \u2014 SdkAdapter not attached. Click refresh after sign-in."));
+    EXPECT_TRUE(
+        viewTexts().contains("Not signed in \u2014 SdkAdapter not attached. Click refresh after sign-in."));
 }
 
 } // namespace

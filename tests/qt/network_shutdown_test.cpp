@@ -107,7 +107,8 @@ TEST_F(NetworkShutdown, ExecuteAfterShutdownBeganFailsWithoutTouchingTheNetwork)
     QSemaphore release;
     QObject onNetworkThread;
     onNetworkThread.moveToThread(service->networkThread());
-    QMetaObject::invokeMethod(&onNetworkThread, [&] { release.acquire(); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        &onNetworkThread, [&] { release.acquire(); }, Qt::QueuedConnection);
 
     QuorvelSdk::QtHttpNetworkService* raw = service.get();
     std::int32_t late = -1;

@@ -80,7 +80,10 @@ struct LimitRow
     const char* logged;
 };
 
-void PrintTo(const LimitRow& row, std::ostream* out) { *out << row.name; }
+void PrintTo(const LimitRow& row, std::ostream* out)
+{
+    *out << row.name;
+}
 
 constexpr qint64 kLimit = 64 * 1024;
 const QByteArray kFixedHead = "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nContent-Length: ";
@@ -88,22 +91,61 @@ const QByteArray kChunkedHead = "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\n
                                 "Transfer-Encoding: chunked\r\n\r\n";
 
 const LimitRow kRows[] = {
-    {"BodyOfExactlyTheLimitArrivesWhole", {kLimit, 0},
-     kFixedHead + QByteArray::number(kLimit) + "\r\n\r\n", QByteArray(kLimit / 4, 'x'), 4, 0,
-     0, std::size_t(kLimit), ""},
-    {"AnnouncedLengthOverTheLimitIsRefusedBeforeTheBody", {kLimit, 0},
-     kFixedHead + QByteArray::number(kLimit + 1) + "\r\n\r\n", QByteArray(kLimit + 1, 'x'), 1, 0,
-     QNetworkReply::UnknownContentError, 0, "announces"},
-    {"EndlessChunkedBodyIsCutAtTheLimit", {kLimit, 0}, kChunkedHead, chunk(16 * 1024).repeated(64), -1, 0,
-     QNetworkReply::UnknownContentError, 0, "larger than the limit"},
-    {"SilentServerEndsAfterTheInactivityLimit", {kLimit, 300}, {}, {}, 0, 0,
-     QNetworkReply::TimeoutError, 0, "no data for 300 ms"},
-    {"EndlessHeaderLineEndsAfterTheInactivityLimit", {kLimit, 300},
-     "HTTP/1.1 200 OK\r\nX-Endless: " + QByteArray(100, 'x'), QByteArray(1000, 'x'), 3, 0,
-     QNetworkReply::TimeoutError, 0, "no data for"},
+    {"BodyOfExactlyTheLimitArrivesWhole",
+     {kLimit, 0},
+     kFixedHead + QByteArray::number(kLimit) + "\r\n\r\n",
+     QByteArray(kLimit / 4, 'x'),
+     4,
+     0,
+     0,
+     std::size_t(kLimit),
+     ""},
+    {"AnnouncedLengthOverTheLimitIsRefusedBeforeTheBody",
+     {kLimit, 0},
+     kFixedHead + QByteArray::number(kLimit + 1) + "\r\n\r\n",
+     QByteArray(kLimit + 1, 'x'),
+     1,
+     0,
+     QNetworkReply::UnknownContentError,
+     0,
+     "announces"},
+    {"EndlessChunkedBodyIsCutAtTheLimit",
+     {kLimit, 0},
+     kChunkedHead,
+     chunk(16 * 1024).repeated(64),
+     -1,
+     0,
+     QNetworkReply::UnknownContentError,
+     0,
+     "larger than the limit"},
+    {"SilentServerEndsAfterTheInactivityLimit",
+     {kLimit, 300},
+     {},
+     {},
+     0,
+     0,
+     QNetworkReply::TimeoutError,
+     0,
+     "no data for 300 ms"},
+    {"EndlessHeaderLineEndsAfterTheInactivityLimit",
+     {kLimit, 300},
+     "HTTP/1.1 200 OK\r\nX-Endless: " + QByteArray(100, 'x'),
+     QByteArray(1000, 'x'),
+     3,
+     0,
+     QNetworkReply::TimeoutError,
+     0,
+     "no data for"},
     // Ten times the pause between pieces: only a stop, never slowness, ends it.
-    {"SlowReplyThatKeepsSendingIsNeverCut", {kLimit, 1500},
-     kFixedHead + "80\r\n\r\n", QByteArray(8, 'x'), 10, 150, 0, 80, ""},
+    {"SlowReplyThatKeepsSendingIsNeverCut",
+     {kLimit, 1500},
+     kFixedHead + "80\r\n\r\n",
+     QByteArray(8, 'x'),
+     10,
+     150,
+     0,
+     80,
+     ""},
 };
 
 class ReplyLimits : public TransportTest, public ::testing::WithParamInterface<LimitRow>

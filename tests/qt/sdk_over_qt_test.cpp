@@ -30,8 +30,8 @@ protected:
         settings.http_client = std::shared_ptr<tarsion::http::http_base>(transport.release());
         settings.random = std::make_shared<tarsion::random::c_random>();
         settings.business_id = "b1";
-        tenant = std::make_shared<tarsion::tenant>(
-            settings, std::make_unique<QuorvelSdk::QtTokenFactory>(&provider));
+        tenant = std::make_shared<tarsion::tenant>(settings,
+                                                   std::make_unique<QuorvelSdk::QtTokenFactory>(&provider));
         tenant->sleep = [](std::uint32_t) {};
     }
 
@@ -40,8 +40,8 @@ protected:
         BusinessEntitiesQueryDto q;
         q.entitiesByEntityTypeKeys = std::vector<std::string>{"BUSINESS_TICKET"};
         BusinessEntitiesQueryApi api(tenant);
-        auto done = runOffThread<Entities>([&] { return api.query_vector(q, 0, 1); },
-                                           [this] { service.reset(); });
+        auto done =
+            runOffThread<Entities>([&] { return api.query_vector(q, 0, 1); }, [this] { service.reset(); });
         return done.value_or(tarsion::make_error(0, 0, "watchdog"));
     }
 
@@ -52,7 +52,8 @@ protected:
 
 TEST_F(SdkOverQt, QueryReturnsTheServersEntitiesWithTheClientsToken)
 {
-    server.push({200, {{"Content-Type", "application/json"}},
+    server.push({200,
+                 {{"Content-Type", "application/json"}},
                  R"([{"id":"00000000-0000-0000-0000-000000000001","stateKey":"open"},)"
                  R"({"id":"00000000-0000-0000-0000-000000000002"}])"});
     const Entities got = query();

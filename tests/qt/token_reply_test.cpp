@@ -55,9 +55,9 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         ReplyCase{"Accepted", 200,
                   R"({"access_token":"a-Z0.9_~+/x==","token_type":"Bearer","expires_in":3600})", "", 3600},
-        ReplyCase{"AnyCaseAndNoLifetime", 200, R"({"access_token":"a-Z0.9_~+/x==","token_type":"bEaReR"})", ""},
-        ReplyCase{"HeaderInjection", 200,
-                  "{\"access_token\":\"t\\r\\nX-Evil: 1\",\"token_type\":\"Bearer\"}",
+        ReplyCase{"AnyCaseAndNoLifetime", 200, R"({"access_token":"a-Z0.9_~+/x==","token_type":"bEaReR"})",
+                  ""},
+        ReplyCase{"HeaderInjection", 200, "{\"access_token\":\"t\\r\\nX-Evil: 1\",\"token_type\":\"Bearer\"}",
                   "access token holds characters a bearer token may not"},
         ReplyCase{"SpaceInside", 200, R"({"access_token":"a b","token_type":"Bearer"})",
                   "access token holds characters a bearer token may not"},
@@ -67,8 +67,7 @@ INSTANTIATE_TEST_SUITE_P(
                   "access token holds characters a bearer token may not"},
         ReplyCase{"NotAString", 200, R"({"access_token":42,"token_type":"Bearer"})",
                   "token endpoint sent no access token"},
-        ReplyCase{"Huge", 200,
-                  R"({"access_token":")" + QByteArray(8193, 'a') + R"(","token_type":"Bearer"})",
+        ReplyCase{"Huge", 200, R"({"access_token":")" + QByteArray(8193, 'a') + R"(","token_type":"Bearer"})",
                   "access token longer than 8192 bytes"},
         ReplyCase{"MacToken", 200, R"({"access_token":"t","token_type":"mac"})",
                   "token type is \"mac\", not Bearer"},
@@ -77,15 +76,13 @@ INSTANTIATE_TEST_SUITE_P(
                   "expires_in is not a whole number of seconds from 1 to a year"},
         ReplyCase{"LifetimeAsText", 200, R"({"access_token":"t","token_type":"Bearer","expires_in":"60"})",
                   "expires_in is not a whole number of seconds from 1 to a year"},
-        ReplyCase{"FractionalLifetime", 200,
-                  R"({"access_token":"t","token_type":"Bearer","expires_in":1.5})",
+        ReplyCase{"FractionalLifetime", 200, R"({"access_token":"t","token_type":"Bearer","expires_in":1.5})",
                   "expires_in is not a whole number of seconds from 1 to a year"},
         ReplyCase{"NotJson", 200, "<html>", "token endpoint reply is not a JSON object"},
         ReplyCase{"ErrorBesideAToken", 200,
                   R"({"access_token":"t","token_type":"Bearer","error":"temporarily_unavailable"})",
                   "token endpoint answered with an error: temporarily_unavailable"},
-        ReplyCase{"OAuthRefusal", 401,
-                  R"({"error":"invalid_client","error_description":"Unknown client"})",
+        ReplyCase{"OAuthRefusal", 401, R"({"error":"invalid_client","error_description":"Unknown client"})",
                   "token endpoint refused the client (HTTP 401): invalid_client: Unknown client"},
         ReplyCase{"HostileDescription", 400,
                   "{\"error\":\"x\\u001b[2J\",\"error_description\":\"" + QByteArray(300, 'd') + "\"}",
@@ -128,7 +125,8 @@ TEST(TokenRenewal, TheAccountRenewsShortlyBeforeExpiry)
     ASSERT_NE(endpoint.start(), 0);
     const auto issue = [](const char* token) {
         return QuorvelTest::ScriptedHttpServer::Reply{
-            200, {{"Content-Type", "application/json"}},
+            200,
+            {{"Content-Type", "application/json"}},
             QByteArray(R"({"token_type":"Bearer","expires_in":1,"access_token":")") + token + "\"}"};
     };
     endpoint.push(issue("first"));

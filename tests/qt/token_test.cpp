@@ -59,15 +59,14 @@ TEST_P(TokenFactoryRefresh, RenewsOnlyWhenNobodyElseDid)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Branches, TokenFactoryRefresh,
-    ::testing::Values(
-        RefreshCase{"SomebodyElseRenewed", "new", "old", "unused", 0, "new"},
-        RefreshCase{"FailedIsCurrent", "old", "old", "fresh", 1, "fresh"},
-        RefreshCase{"EmptyFailedToken", "cur", "", "fresh", 1, "fresh"},
-        RefreshCase{"NoCurrentToken", "", "old", "fresh", 1, "fresh"},
-        RefreshCase{"RenewalFails", "old", "old", "", 1, std::nullopt}),
-    [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Branches, TokenFactoryRefresh,
+                         ::testing::Values(RefreshCase{"SomebodyElseRenewed", "new", "old", "unused", 0,
+                                                       "new"},
+                                           RefreshCase{"FailedIsCurrent", "old", "old", "fresh", 1, "fresh"},
+                                           RefreshCase{"EmptyFailedToken", "cur", "", "fresh", 1, "fresh"},
+                                           RefreshCase{"NoCurrentToken", "", "old", "fresh", 1, "fresh"},
+                                           RefreshCase{"RenewalFails", "old", "old", "", 1, std::nullopt}),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST(TokenFactory, GetTokenIsTheProvidersCurrentToken)
 {

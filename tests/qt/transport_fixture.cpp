@@ -19,8 +19,8 @@ std::string TransportTest::url(const std::string& path) const
 }
 
 Exchange TransportTest::send(const std::string& verb, const std::string& target,
-                             const tarsion::http::header_list& headers,
-                             tarsion::http::http_base::body* body, bool disableRedirects)
+                             const tarsion::http::header_list& headers, tarsion::http::http_base::body* body,
+                             bool disableRedirects)
 {
     auto* t = transport.get();
     std::optional<Exchange> done = runOffThread<Exchange>(
@@ -33,8 +33,8 @@ Exchange TransportTest::send(const std::string& verb, const std::string& target,
     return done.value_or(Exchange{});
 }
 
-Exchange TransportTest::sendText(const std::string& verb, const std::string& path,
-                                 const std::string& text, const tarsion::http::header_list& headers)
+Exchange TransportTest::sendText(const std::string& verb, const std::string& path, const std::string& text,
+                                 const tarsion::http::header_list& headers)
 {
     tarsion::http::string_body::factory factory(text);
     auto body = factory.create_body();

@@ -51,8 +51,7 @@ TEST_F(TransportRequest, PostCarriesVerbHeadersInOrderBodyAndLength)
 {
     const std::string body = R"({"entitiesByEntityTypeKeys":["BUSINESS_TICKET"]})";
     const Exchange e = sendText("POST", "/api/x?Skip=0&Take=1", body,
-                                {{"X-First", "1"}, {"Content-Type", "application/json"},
-                                 {"X-Last", "3"}});
+                                {{"X-First", "1"}, {"Content-Type", "application/json"}, {"X-Last", "3"}});
     ASSERT_EQ(e.result, 0);
     ASSERT_EQ(server.received().size(), 1);
     const auto got = server.received().front();
@@ -106,8 +105,7 @@ using TransportReply = TransportTest;
 
 TEST_F(TransportReply, CarriesStatusBodyAndEveryRawHeaderInOrder)
 {
-    server.push({200, {{"X-C", "3"}, {"Content-Type", "application/json"}, {"X-A", "1"}},
-                 R"([{"id":"x"}])"});
+    server.push({200, {{"X-C", "3"}, {"Content-Type", "application/json"}, {"X-A", "1"}}, R"([{"id":"x"}])"});
     const Exchange e = send("GET", url("/h"));
     ASSERT_EQ(e.result, 0);
     EXPECT_EQ(e.response.status, 200u);
@@ -183,8 +181,8 @@ TEST_F(TransportReply, EachExchangeWritesOneDebugLineWhenAsked)
     ASSERT_EQ(send("GET", withUser).result, 0);
     ASSERT_EQ(log.messages().size(), 1) << log.messages().join('\n').toStdString();
     const QString line = log.messages().front();
-    EXPECT_TRUE(line.startsWith(QStringLiteral("QtHttpNetworkService: GET %1 status 404 in ")
-                                    .arg(QString::fromStdString(plain))))
+    EXPECT_TRUE(line.startsWith(
+        QStringLiteral("QtHttpNetworkService: GET %1 status 404 in ").arg(QString::fromStdString(plain))))
         << line.toStdString();
     EXPECT_TRUE(line.endsWith(QLatin1String(" ms"))) << line.toStdString();
     EXPECT_FALSE(line.contains(QLatin1String("someone")) || line.contains(QLatin1String("pw@")));
@@ -236,7 +234,10 @@ struct RedirectRow
     bool followed;
 };
 
-void PrintTo(const RedirectRow& row, std::ostream* out) { *out << row.name; }
+void PrintTo(const RedirectRow& row, std::ostream* out)
+{
+    *out << row.name;
+}
 
 const RedirectRow kRedirectRows[] = {
     {"SameOrigin307KeepsThePost", 307, "POST", false, true},

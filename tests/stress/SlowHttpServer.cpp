@@ -75,7 +75,8 @@ private:
             qint64 length = 0;
             for (const QByteArray& line : buffer.left(headEnd).split('\n')) {
                 const qsizetype colon = line.indexOf(':');
-                if (colon > 0 && line.left(colon).trimmed().compare("Content-Length", Qt::CaseInsensitive) == 0)
+                if (colon > 0
+                    && line.left(colon).trimmed().compare("Content-Length", Qt::CaseInsensitive) == 0)
                     length = line.mid(colon + 1).trimmed().toLongLong();
             }
             const qsizetype total = headEnd + 4 + length;
@@ -165,7 +166,8 @@ void SlowHttpServer::hangUpAll()
 
 void SlowHttpServer::runOnServerThread(const std::function<void()>& work)
 {
-    QMetaObject::invokeMethod(m_context, [&work] { work(); }, Qt::BlockingQueuedConnection);
+    QMetaObject::invokeMethod(
+        m_context, [&work] { work(); }, Qt::BlockingQueuedConnection);
 }
 
 } // namespace QuorvelStress

@@ -137,8 +137,7 @@ TEST_P(SessionLifecycle, ReturnsAtOnceAndShowsOnlyTheLatestState)
 
 INSTANTIATE_TEST_SUITE_P(
     NeverAnsweringServer, SessionLifecycle,
-    ::testing::Values(LifecycleCase{"SignOutMidFlight", {false}},
-                      LifecycleCase{"ReSignInMidFlight", {true}},
+    ::testing::Values(LifecycleCase{"SignOutMidFlight", {false}}, LifecycleCase{"ReSignInMidFlight", {true}},
                       LifecycleCase{"SignOutThenInAgain", {false, true}},
                       LifecycleCase{"RapidSwitching", {true, false, true, true, false, true, false}}),
     [](const auto& info) { return std::string(info.param.name); });

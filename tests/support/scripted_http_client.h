@@ -42,8 +42,7 @@ class scripted_http_client : public http::http_base
 {
 public:
     scripted_http_client() = default;
-    explicit scripted_http_client(std::vector<scripted_reply> script)
-        : script_(script.begin(), script.end())
+    explicit scripted_http_client(std::vector<scripted_reply> script) : script_(script.begin(), script.end())
     {
     }
 
@@ -62,13 +61,12 @@ public:
         return sends_;
     }
 
-    std::int32_t send(const std::string& verb, const std::string& url,
-                      const http::header_list& headers, body* request_body,
-                      bool disable_redirects, std::int64_t transport_option,
+    std::int32_t send(const std::string& verb, const std::string& url, const http::header_list& headers,
+                      body* request_body, bool disable_redirects, std::int64_t transport_option,
                       http_response& response) override
     {
-        recorded_send sent{verb, url, headers, request_body != nullptr, {}, disable_redirects,
-                           transport_option};
+        recorded_send sent{
+            verb, url, headers, request_body != nullptr, {}, disable_redirects, transport_option};
         if (request_body != nullptr) {
             char buffer[7]; // small on purpose: bodies must survive many reads
             std::uint64_t count = 0;

@@ -82,7 +82,20 @@ protected:
 
     // Index of each text in the view: title, build, status, six fields,
     // caption, dump.
-    enum { Title, Build, Status, Id, Kind, ChatTitle, DefaultFlag, Version, StateKey, Caption, Dump };
+    enum
+    {
+        Title,
+        Build,
+        Status,
+        Id,
+        Kind,
+        ChatTitle,
+        DefaultFlag,
+        Version,
+        StateKey,
+        Caption,
+        Dump
+    };
 
     ChatService service;
     ManualBackend* backend = nullptr;
@@ -213,8 +226,7 @@ const HostileText kHostileTexts[] = {
     {"TerminalControls", u"\x1b[2J\a\x7f\u0085"_s, u"\\x1B[2J\\x07\\x7F\\u0085"_s},
     {"BidiOverride", u"invoice\u202Egnp.exe"_s, u"invoice\\u202Egnp.exe"_s},
     {"Backslash", u"C:\\temp\\n"_s, u"C:\\\\temp\\\\n"_s},
-    {"Long", kLongTitle,
-     QString(FieldLabel::kMaxShownChars, u'A') + u" \u2026 [999500 more characters]"_s},
+    {"Long", kLongTitle, QString(FieldLabel::kMaxShownChars, u'A') + u" \u2026 [999500 more characters]"_s},
     {"SurrogatePairIsNeverSplit", kPairAtTheCut,
      QString(FieldLabel::kMaxShownChars - 1, u'B') + u" \u2026 [6 more characters]"_s},
 };
@@ -280,7 +292,8 @@ TEST_F(DebugInfoView, HugeDumpShowsABoundedPrefixAndSaysHowMuchWasLeftOut)
     EXPECT_TRUE(shown.contains(u" \u2026 [98026 more characters]\n"_s)) << shown.left(3000).toStdString();
     // The first line and 33 lines cut to 2000 characters fill the view; the
     // rest is left out.
-    EXPECT_TRUE(shown.endsWith(u"\u2026 %1 more characters not shown\n"_s.arg(chat.rawDump.size() - 19 - 33 * line.size())))
+    EXPECT_TRUE(shown.endsWith(
+        u"\u2026 %1 more characters not shown\n"_s.arg(chat.rawDump.size() - 19 - 33 * line.size())))
         << shown.right(200).toStdString();
 }
 
@@ -346,7 +359,8 @@ TEST_F(DebugInfoView, DestroyedChildrenAreSkipped)
     attach();
     backend->finish(0, Chat{});
     deliver();
-    EXPECT_EQ(view.findChildren<QLabel*>().at(Status)->text(), "Chat.id: 00000000-0000-0000-0000-000000000000");
+    EXPECT_EQ(view.findChildren<QLabel*>().at(Status)->text(),
+              "Chat.id: 00000000-0000-0000-0000-000000000000");
 }
 
 TEST_F(DebugInfoView, PendingResultIsNeverDeliveredAfterDestruction)

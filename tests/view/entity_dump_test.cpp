@@ -31,19 +31,18 @@ ValueLocaleDto locale(std::optional<std::string> key, std::optional<std::string>
 
 TEST(EntityDump, DefaultEntityIsTwelveUnsetOrEmptyLines)
 {
-    EXPECT_EQ(dump(EntityDto{}),
-              "entity.id: <unset>\n"
-              "entity.entityTypeKey: <unset>\n"
-              "entity.entityTypeId: <unset>\n"
-              "entity.stateKey: <unset>\n"
-              "entity.stateId: <unset>\n"
-              "entity.isDraft: <unset>\n"
-              "entity.version: <unset>\n"
-              "entity.deleted: <unset>\n"
-              "entity.customerNumber: <unset>\n"
-              "entity.schemaAppKey: <unset>\n"
-              "entity.attributeValues: <empty>\n"
-              "entity.referencedTo: <empty>\n");
+    EXPECT_EQ(dump(EntityDto{}), "entity.id: <unset>\n"
+                                 "entity.entityTypeKey: <unset>\n"
+                                 "entity.entityTypeId: <unset>\n"
+                                 "entity.stateKey: <unset>\n"
+                                 "entity.stateId: <unset>\n"
+                                 "entity.isDraft: <unset>\n"
+                                 "entity.version: <unset>\n"
+                                 "entity.deleted: <unset>\n"
+                                 "entity.customerNumber: <unset>\n"
+                                 "entity.schemaAppKey: <unset>\n"
+                                 "entity.attributeValues: <empty>\n"
+                                 "entity.referencedTo: <empty>\n");
 }
 
 TEST(EntityDump, ReproducesTheReferenceExample)
@@ -59,23 +58,22 @@ TEST(EntityDump, ReproducesTheReferenceExample)
     title.valueLocales = std::vector{locale("en", "Support", "Support")};
     e.attributeValues = std::vector{title, attribute(std::nullopt)};
 
-    EXPECT_EQ(dump(e),
-              "entity.id: 6f1c2a90-3b4d-4e5f-8a7b-112233445566\n"
-              "entity.entityTypeKey: BUSINESS_TICKET\n"
-              "entity.entityTypeId: <unset>\n"
-              "entity.stateKey: OPEN\n"
-              "entity.stateId: <unset>\n"
-              "entity.isDraft: false\n"
-              "entity.version: 3\n"
-              "entity.deleted: <unset>\n"
-              "entity.customerNumber: <unset>\n"
-              "entity.schemaAppKey: <unset>\n"
-              "entity.attributeValues:\n"
-              "  - attributeKey: TICKET_TITLE\n"
-              "    valueKey: k1\n"
-              "    locale[en] display=Support value=Support\n"
-              "  - attributeKey: <unset>\n"
-              "entity.referencedTo: <empty>\n");
+    EXPECT_EQ(dump(e), "entity.id: 6f1c2a90-3b4d-4e5f-8a7b-112233445566\n"
+                       "entity.entityTypeKey: BUSINESS_TICKET\n"
+                       "entity.entityTypeId: <unset>\n"
+                       "entity.stateKey: OPEN\n"
+                       "entity.stateId: <unset>\n"
+                       "entity.isDraft: false\n"
+                       "entity.version: 3\n"
+                       "entity.deleted: <unset>\n"
+                       "entity.customerNumber: <unset>\n"
+                       "entity.schemaAppKey: <unset>\n"
+                       "entity.attributeValues:\n"
+                       "  - attributeKey: TICKET_TITLE\n"
+                       "    valueKey: k1\n"
+                       "    locale[en] display=Support value=Support\n"
+                       "  - attributeKey: <unset>\n"
+                       "entity.referencedTo: <empty>\n");
 }
 
 TEST(EntityDump, PresentEmptyListsAndUnprintedFieldsLeaveNoTrace)
@@ -102,8 +100,8 @@ TEST(EntityDump, TextIsDecodedFromUtf8AndEscapedAndPresentEmptyTextPrintsNothing
     e.customerNumber = "1\r\nentity.version: 999\x1b[2J\xE2\x80\xAE\\";
     const QString text = dumpEntity(e);
     EXPECT_TRUE(text.contains(QStringLiteral("entity.entityTypeKey: Ticket \u00e9\u20ac\n")));
-    EXPECT_TRUE(text.contains(QStringLiteral(
-        "entity.customerNumber: 1\\r\\nentity.version: 999\\x1B[2J\\u202E\\\\\n")))
+    EXPECT_TRUE(text.contains(
+        QStringLiteral("entity.customerNumber: 1\\r\\nentity.version: 999\\x1B[2J\\u202E\\\\\n")))
         << text.toStdString();
     EXPECT_EQ(text.count(u'\n'), 12);
     EXPECT_TRUE(text.contains(QStringLiteral("entity.stateKey: \n"))) << text.toStdString();
@@ -130,8 +128,7 @@ TEST(EntityDump, AttributeLinesFollowTheirOwnPresenceRules)
     EntityAttributeValueDto emptyKey = attribute("A");
     emptyKey.valueKey = ""; // present but empty: no valueKey line
     EntityAttributeValueDto locales = attribute("B");
-    locales.valueLocales = std::vector{locale(std::nullopt, "d", std::nullopt),
-                                       locale("", std::nullopt, "")};
+    locales.valueLocales = std::vector{locale(std::nullopt, "d", std::nullopt), locale("", std::nullopt, "")};
     EntityAttributeValueDto noLocales = attribute("C");
     noLocales.valueLocales.emplace();
     e.attributeValues = std::vector{emptyKey, locales, noLocales};
@@ -160,10 +157,11 @@ TEST(EntityDump, ReferencesPrintKeyTypeAndTargetOnly)
     e.referencedTo = std::vector{full, EntityReferenceDto{}};
 
     const std::string text = dump(e);
-    EXPECT_NE(text.find("entity.referencedTo:\n"
-                        "  - key=parent entityTypeKey=BUSINESS entityId=abcdef01-2345-6789-0011-223344556677\n"
-                        "  - key=<unset> entityTypeKey=<unset> entityId=<unset>\n"),
-              std::string::npos)
+    EXPECT_NE(
+        text.find("entity.referencedTo:\n"
+                  "  - key=parent entityTypeKey=BUSINESS entityId=abcdef01-2345-6789-0011-223344556677\n"
+                  "  - key=<unset> entityTypeKey=<unset> entityId=<unset>\n"),
+        std::string::npos)
         << text;
     EXPECT_EQ(text.find("position"), std::string::npos);
 }

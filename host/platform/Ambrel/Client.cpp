@@ -4,10 +4,7 @@
 
 namespace Ambrel {
 
-Client::Client(QObject* parent)
-    : QObject(parent)
-{
-}
+Client::Client(QObject* parent) : QObject(parent) {}
 
 Client::~Client() = default;
 

@@ -46,10 +46,13 @@ std::expected<AccessToken, QString> ClientCredentials::requestToken(int timeoutM
     // or one or two turns of the event loop later: it is set at each.
     const auto limit = [reply] { reply->setReadBufferSize(kMaxTokenReplyBytes); };
     limit();
-    QMetaObject::invokeMethod(reply, [reply, limit] {
-        limit();
-        QMetaObject::invokeMethod(reply, limit, Qt::QueuedConnection);
-    }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        reply,
+        [reply, limit] {
+            limit();
+            QMetaObject::invokeMethod(reply, limit, Qt::QueuedConnection);
+        },
+        Qt::QueuedConnection);
     QByteArray body;
     bool tooLarge = false;
     const auto take = [reply, &body, &tooLarge] {

@@ -21,7 +21,7 @@ bool isBearerToken(const QByteArray& token)
 {
     const auto isTokenChar = [](char c) {
         return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-'
-            || c == '.' || c == '_' || c == '~' || c == '+' || c == '/';
+               || c == '.' || c == '_' || c == '~' || c == '+' || c == '/';
     };
     const qsizetype body = std::find_if_not(token.begin(), token.end(), isTokenChar) - token.begin();
     if (body == 0)
@@ -85,7 +85,8 @@ std::expected<AccessToken, QString> readTokenReply(int status, const QByteArray&
         return AccessToken(value);
     const double seconds = expires.toDouble(-1);
     if (!expires.isDouble() || seconds < 1 || seconds > kMaxLifetimeSeconds || seconds != qint64(seconds))
-        return std::unexpected(QStringLiteral("expires_in is not a whole number of seconds from 1 to a year"));
+        return std::unexpected(
+            QStringLiteral("expires_in is not a whole number of seconds from 1 to a year"));
     return AccessToken(value, qint64(seconds));
 }
 

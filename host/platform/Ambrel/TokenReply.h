@@ -16,8 +16,7 @@ namespace Ambrel {
 // a reason that quotes the endpoint's own `error` and `error_description`
 // when it sent them, made printable and cut short, since a hostile endpoint
 // writes them; the reason never quotes the token.
-VYX_PLATFORM_EXPORT std::expected<AccessToken, QString> readTokenReply(int status,
-                                                                      const QByteArray& body);
+VYX_PLATFORM_EXPORT std::expected<AccessToken, QString> readTokenReply(int status, const QByteArray& body);
 
 // When to renew a token that lives `expiresInSeconds`: shortly before it
 // expires, leaving a fifth of its life but never more than a minute.

@@ -8,8 +8,7 @@ namespace {
 CTarsionApp* g_instance = nullptr;
 }
 
-CTarsionApp::CTarsionApp(QObject* parent)
-    : QObject(parent)
+CTarsionApp::CTarsionApp(QObject* parent) : QObject(parent)
 {
     g_instance = this;
 }
@@ -58,6 +57,5 @@ void CTarsionApp::setAccount(CVyxAccount* account)
 void CTarsionApp::setNetworkLimits(qint64 maxReplyBytes, int inactivityTimeoutMs)
 {
     setProperty("maxReplyBytes", maxReplyBytes > 0 ? QVariant(maxReplyBytes) : QVariant());
-    setProperty("inactivityTimeoutMs",
-                inactivityTimeoutMs > 0 ? QVariant(inactivityTimeoutMs) : QVariant());
+    setProperty("inactivityTimeoutMs", inactivityTimeoutMs > 0 ? QVariant(inactivityTimeoutMs) : QVariant());
 }

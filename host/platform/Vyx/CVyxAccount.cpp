@@ -97,7 +97,8 @@ void CVyxAccount::requestToken(std::function<void(const Ambrel::AccessToken&)> o
     });
     // Off the user-interface thread, which the endpoint may keep waiting;
     // the task touches nothing of this object.
-    watcher->setFuture(QtConcurrent::run([credentials = m_credentials] { return credentials.requestToken(); }));
+    watcher->setFuture(
+        QtConcurrent::run([credentials = m_credentials] { return credentials.requestToken(); }));
 }
 
 void CVyxAccount::planRenewal(qint64 expiresInSeconds)

@@ -11,8 +11,8 @@ QIcon icon(const QString& name)
     // Pixmaps need a GUI application; without one there is nothing to draw.
     if (qobject_cast<QGuiApplication*>(QCoreApplication::instance()) == nullptr)
         return {};
-    const QColor colour = name.startsWith(QLatin1String("ico-plugin")) ? QColor(0x2d, 0x6c, 0xdf)
-                                                                      : QColor(Qt::gray);
+    const QColor colour =
+        name.startsWith(QLatin1String("ico-plugin")) ? QColor(0x2d, 0x6c, 0xdf) : QColor(Qt::gray);
     QPixmap pixmap(32, 32);
     pixmap.fill(Qt::transparent);
     QPainter painter(&pixmap);

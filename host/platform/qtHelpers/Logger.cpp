@@ -39,12 +39,9 @@ QDebug logger(QtMsgType type, const QLoggingCategory& category, int level)
     const QLoggingCategory& target = level > verbosity() ? silent() : category;
     const QMessageLogger log(nullptr, 0, nullptr);
     switch (type) {
-    case QtDebugMsg:
-        return log.debug(target);
-    case QtInfoMsg:
-        return log.info(target);
-    case QtWarningMsg:
-        return log.warning(target);
+    case QtDebugMsg: return log.debug(target);
+    case QtInfoMsg: return log.info(target);
+    case QtWarningMsg: return log.warning(target);
     case QtCriticalMsg:
     case QtFatalMsg:
         // Fatal would abort the host; a plug-in reports it as critical.

@@ -26,10 +26,7 @@ int ScriptedHttpServer::Received::count(const QByteArray& name) const
     return n;
 }
 
-ScriptedHttpServer::ScriptedHttpServer(QObject* parent)
-    : QAbstractHttpServer(parent)
-{
-}
+ScriptedHttpServer::ScriptedHttpServer(QObject* parent) : QAbstractHttpServer(parent) {}
 
 quint16 ScriptedHttpServer::start(const QHostAddress& address)
 {
