@@ -3,24 +3,13 @@
 #include "chat/DutyChannelChatResolver.h"
 #include "chat/QuorvelBackendAdapter.h"
 #include "sdk/core/c_random.h"
+#include "sdk/core/standard_retry_policy.h"
 #include "sdk/core/tenant.h"
 #include "sdk/qt/ExchangeCancellation.h"
 #include "sdk/qt/QtHttpTransport.h"
 #include "sdk/qt/QtTokenFactory.h"
 
 namespace QuorvelChat {
-namespace {
-
-// POST is deliberately absent (a query is not repeated unasked), and 403 is
-// deliberately present.
-void applyRetryPolicy(tarsion::tenant_base& settings)
-{
-    settings.retry_verbs = {"PUT", "GET", "TRACE", "HEAD", "OPTIONS", "DELETE"};
-    settings.retry_statuses = {403, 429, 500, 502, 503};
-    settings.retry_delays = {1, 3, 5};
-}
-
-} // namespace
 
 std::unique_ptr<SdkAdapter> buildSdkChain(const SdkChainSettings& settings)
 {
@@ -36,7 +25,7 @@ std::unique_ptr<SdkAdapter> buildSdkChain(const SdkChainSettings& settings)
     base.random = std::move(random);
     base.business_id = settings.businessId.toStdString();
     base.business_id_suffix = settings.businessIdSuffix.toStdString();
-    applyRetryPolicy(base);
+    tarsion::use_standard_retry_policy(base);
     auto tenant = std::make_shared<tarsion::tenant>(std::move(base), std::move(tokens));
     tenant->sleep = [cancellation](std::uint32_t seconds) { cancellation->sleep(seconds); };
 

@@ -125,10 +125,12 @@ TEST_P(HostCommandLine, AnswersWithTheDocumentedExitCode)
     const QString err = QString::fromUtf8(host.readAllStandardError());
     EXPECT_EQ(host.exitStatus(), QProcess::NormalExit) << err.toStdString();
     EXPECT_EQ(host.exitCode(), row.exitCode) << err.toStdString();
-    if (!row.stdoutStart.isEmpty())
+    if (!row.stdoutStart.isEmpty()) {
         EXPECT_TRUE(out.startsWith(row.stdoutStart)) << out.toStdString();
-    if (!row.stderrPart.isEmpty())
+    }
+    if (!row.stderrPart.isEmpty()) {
         EXPECT_TRUE(err.contains(row.stderrPart)) << err.toStdString();
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(
