@@ -152,6 +152,8 @@ INSTANTIATE_TEST_SUITE_P(
                        "--base-url must not carry a query or a fragment"},
         CommandLineRow{
             "BusinessIdWithSlash", {"--business-id", "a/b"}, 2, {}, "--business-id may hold only letters"},
+        CommandLineRow{"FolderWithoutPlugins", {"--plugins", QUORVEL_PLUGIN_DIR "/../bin", "--print-view"}, 1, {},
+                       ": not a shared library"},
         CommandLineRow{"NoSuchPage",
                        {"--plugins", QUORVEL_PLUGIN_DIR, "--page", "Mail", "--print-view"},
                        1,
