@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "sdk/json/compiler.h"
+
 namespace tarsion {
 namespace {
 
@@ -20,10 +22,10 @@ void destroy_iteratively(std::vector<json_node>&& nodes) noexcept
         for (json_node& node : batch) {
             // Large trees do not fit in the caches: ask early for what the
             // coming frees will touch (text on the heap, the next lists).
-            __builtin_prefetch(node.key.data());
-            __builtin_prefetch(node.value.data());
+            compiler::prefetch(node.key.data());
+            compiler::prefetch(node.value.data());
             if (!node.children.empty()) {
-                __builtin_prefetch(node.children.data());
+                compiler::prefetch(node.children.data());
                 pending.push_back(std::move(node.children));
             }
         }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "sdk/json/byte_words.h"
+#include "sdk/json/compiler.h"
 #include "sdk/json/unicode_escapes.h"
 
 namespace tarsion {
@@ -64,7 +65,7 @@ constexpr std::uint64_t string_stops(std::uint64_t w) noexcept
 // Skips the bytes of a string token that cannot end it, a word at a time
 // while a whole word lies before `end` (where the text's zero terminator
 // sits). Returns the first byte that may stop the scan.
-[[gnu::always_inline]] inline const char* skip_string_bytes(const char* e, const char* const end) noexcept
+QUORVEL_ALWAYS_INLINE const char* skip_string_bytes(const char* e, const char* const end) noexcept
 {
     while (end - e >= 8) {
         const std::uint64_t stops = string_stops(byte_words::load(e));
@@ -78,7 +79,7 @@ constexpr std::uint64_t string_stops(std::uint64_t w) noexcept
 // Finds the token at or after `p`; on success `p` moves past it. The text is
 // zero-terminated at `end` (and may hold an earlier zero, which ends it too).
 // Inlined into the parser's loop, which calls it once per token.
-[[gnu::always_inline]] inline bool next_token(const char*& p, const char* const end, token& out) noexcept
+QUORVEL_ALWAYS_INLINE bool next_token(const char*& p, const char* const end, token& out) noexcept
 {
     const char* const s = skip_space(p);
     if (*s == 0)
@@ -592,10 +593,10 @@ bool parse_int64(std::string_view text, std::int64_t& out) noexcept
         if (c < '0' || c > '9')
             return false;
         const int digit = c - '0';
-        if (__builtin_mul_overflow(value, 10, &value))
+        if (compiler::mul_overflow<std::int64_t>(value, 10, value))
             return false;
-        if (negative ? __builtin_sub_overflow(value, digit, &value)
-                     : __builtin_add_overflow(value, digit, &value))
+        if (negative ? compiler::sub_overflow<std::int64_t>(value, digit, value)
+                     : compiler::add_overflow<std::int64_t>(value, digit, value))
             return false;
     }
     out = value;

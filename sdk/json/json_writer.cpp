@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "sdk/json/byte_words.h"
+#include "sdk/json/compiler.h"
 
 namespace tarsion {
 namespace {
@@ -151,7 +152,7 @@ std::size_t node_bound(const json_node& node) noexcept
     return 2 * (node.key.size() + node.value.size()) + 8;
 }
 
-[[gnu::always_inline]] inline char* put_escaped(char* out, const std::string& text) noexcept
+QUORVEL_ALWAYS_INLINE char* put_escaped(char* out, const std::string& text) noexcept
 {
     const char* s = text.data();
     const char* const end = s + text.size();
@@ -309,13 +310,13 @@ private:
         const std::ptrdiff_t left = top.end - top.next;
         if (left > kNodeAhead) {
             const char* const node = reinterpret_cast<const char*>(top.next + kNodeAhead);
-            __builtin_prefetch(node);
-            __builtin_prefetch(node + kLine);
+            compiler::prefetch(node);
+            compiler::prefetch(node + kLine);
         }
         if (left > kDataAhead) {
             const json_node& node = top.next[kDataAhead];
-            __builtin_prefetch(node.children.data());
-            __builtin_prefetch(node.value.data());
+            compiler::prefetch(node.children.data());
+            compiler::prefetch(node.value.data());
         }
     }
 
@@ -329,7 +330,7 @@ private:
         const char* const to =
             reinterpret_cast<const char*>(end - first > kNodeAhead ? first + kNodeAhead : end);
         for (const char* line = from; line < to; line += kLine)
-            __builtin_prefetch(line);
+            compiler::prefetch(line);
         stack_.push_back({first, end, array ? ']' : '}'});
         return out;
     }
