@@ -23,7 +23,7 @@
 #include <string_view>
 #include <vector>
 
-#include "fake_http_client.h"
+#include "support/scripted_http_client.h"
 #include "fuzz_check.h"
 #include "sdk/core/retry_after.h"
 #include "sdk/core/tenant.h"
@@ -132,12 +132,10 @@ void check_retry_wait(std::string_view text)
     constexpr std::uint32_t kDelay = 7;
     constexpr int128 kLongestWait = 60;
 
-    tarsion::http_response busy;
-    busy.status = 429;
+    tarsion::testing::scripted_reply busy{429, {}, {}};
     busy.headers.append("Retry-After", std::string(text));
-    tarsion::http_response done;
-    done.status = 200;
-    auto client = std::make_shared<fuzz::fake_http_client>(std::vector{busy, done});
+    auto client = std::make_shared<tarsion::testing::scripted_http_client>(
+        std::vector<tarsion::testing::scripted_reply>{busy, {200, {}, {}}});
 
     tarsion::tenant_base settings;
     settings.base_url = "http://fuzz.invalid";
@@ -159,10 +157,10 @@ void check_retry_wait(std::string_view text)
     if (text.empty() || (seconds && *seconds >= 0 && *seconds <= kLongestWait)) {
         const std::uint32_t expected_wait = text.empty() ? kDelay : static_cast<std::uint32_t>(*seconds);
         FUZZ_CHECK(waits.size() == 1 && waits[0] == expected_wait, "a usable Retry-After sets the one wait");
-        FUZZ_CHECK(client->sends.size() == 2 && reply->status == 200,
+        FUZZ_CHECK(client->sends().size() == 2 && reply->status == 200,
                    "the request is sent again after the wait");
     } else {
-        FUZZ_CHECK(waits.empty() && client->sends.size() == 1, "an unusable Retry-After ends the retries");
+        FUZZ_CHECK(waits.empty() && client->sends().size() == 1, "an unusable Retry-After ends the retries");
         FUZZ_CHECK(reply->status == 429, "the last reply is returned");
     }
 }

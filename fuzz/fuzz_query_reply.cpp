@@ -20,7 +20,7 @@
 #include <string>
 #include <vector>
 
-#include "fake_http_client.h"
+#include "support/scripted_http_client.h"
 #include "fuzz_check.h"
 #include "sdk/api/BusinessEntitiesQueryApi.h"
 #include "sdk/core/tenant.h"
@@ -101,7 +101,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     reply.headers.append("X-Request-Id", "r1");
     const tarsion::http_response sent_reply = reply;
 
-    auto client = std::make_shared<fuzz::fake_http_client>(std::vector{reply});
+    auto client = std::make_shared<tarsion::testing::scripted_http_client>(
+        std::vector<tarsion::testing::scripted_reply>{{reply.status, reply.body, reply.headers}});
     tarsion::tenant_base settings;
     settings.base_url = kBaseUrl;
     settings.http_client = client;
@@ -114,8 +115,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const BusinessEntitiesQueryApi api(tenant);
     const entities result = api.query_vector({}, 0u, 1u);
 
-    FUZZ_CHECK(client->sends.size() == 1, "the query is sent once");
-    const fuzz::fake_http_client::sent& sent = client->sends.front();
+    const std::vector<tarsion::testing::recorded_send> sends = client->sends();
+    FUZZ_CHECK(sends.size() == 1, "the query is sent once");
+    const tarsion::testing::recorded_send& sent = sends.front();
     FUZZ_CHECK(sent.verb == "POST" && sent.url == kUrl, "the query goes to the search path");
     FUZZ_CHECK(sent.body == "{}", "the empty query is sent as an empty object");
     const tarsion::http::header* type = sent.headers.find("Content-Type");
