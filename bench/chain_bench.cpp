@@ -45,6 +45,7 @@
 #include <QUrlQuery>
 #include <QWindow>
 
+#include "EmulatorProcess.h"
 #include "chat/ChatService.h"
 #include "chat/DutyChannelChatResolver.h"
 #include "chat/SdkChain.h"
@@ -153,35 +154,14 @@ bool spinUntil(const std::function<bool()>& done, int limitMs = kWatchdogMs)
 class Emulator
 {
 public:
-    ~Emulator()
-    {
-        if (m_process.state() != QProcess::NotRunning) {
-            m_process.terminate();
-            if (!m_process.waitForFinished(5000))
-                m_process.kill();
-            m_process.waitForFinished(5000);
-        }
-    }
-
     bool start()
     {
         m_manager.setProxy(QNetworkProxy::NoProxy);
-        m_process.setProgram(QStringLiteral(QUORVEL_EMULATOR_BIN));
-        m_process.setArguments({QStringLiteral("--port"), QStringLiteral("0")});
         // Its request log would otherwise fill a pipe nobody reads.
-        m_process.setStandardErrorFile(QProcess::nullDevice());
-        m_process.start();
-        if (!m_process.waitForStarted(10000))
+        m_process.process().setStandardErrorFile(QProcess::nullDevice());
+        if (!m_process.start())
             return false;
-        QByteArray line;
-        while (!line.contains('\n') && m_process.waitForReadyRead(10000))
-            line += m_process.readAllStandardOutput();
-        const QByteArray prefix = "listening on http://127.0.0.1:";
-        if (!line.startsWith(prefix))
-            return false;
-        m_port = line.mid(prefix.size(), line.indexOf('\n') - prefix.size()).trimmed().toUShort();
-        if (m_port == 0)
-            return false;
+        m_port = m_process.port();
         const QByteArray tokenReply =
             exchange("POST", QStringLiteral("/oauth/token"),
                      "grant_type=client_credentials&client_id=demo-client&client_secret=demo-secret",
@@ -213,7 +193,7 @@ public:
     }
 
 private:
-    QProcess m_process;
+    QuorvelEmulator::EmulatorProcess m_process{QStringLiteral(QUORVEL_EMULATOR_BIN)};
     QNetworkAccessManager m_manager;
     quint16 m_port = 0;
     QByteArray m_token;

@@ -33,23 +33,13 @@ void HostEndToEnd::SetUp()
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     for (const auto& [name, value] : emulatorEnvironment)
         env.insert(name, value);
-    m_emulator.setProcessEnvironment(env);
-    m_emulator.setProgram(QStringLiteral(QUORVEL_EMULATOR_BIN));
-    m_emulator.setArguments({QStringLiteral("--port"), QStringLiteral("0"), QStringLiteral("--client-id"),
-                             clientId, QStringLiteral("--client-secret"), clientSecret});
+    m_emulator.process().setProcessEnvironment(env);
     // To a file rather than a pipe: nobody reads the emulator's stderr while
     // the host runs, and a full pipe would stall the emulator mid-test.
-    m_emulator.setStandardErrorFile(m_logDir.filePath(QStringLiteral("emulator.stderr")));
-    m_emulator.start();
-    ASSERT_TRUE(m_emulator.waitForStarted(kStartMs)) << m_emulator.errorString().toStdString();
-    QByteArray line;
-    while (!line.contains('\n') && m_emulator.waitForReadyRead(kStartMs))
-        line += m_emulator.readAllStandardOutput();
-    m_emulatorOutput = line;
-    const QByteArray prefix = "listening on http://127.0.0.1:";
-    ASSERT_TRUE(line.startsWith(prefix)) << line.toStdString();
-    m_port = line.mid(prefix.size(), line.indexOf('\n') - prefix.size()).trimmed().toUShort();
-    ASSERT_NE(m_port, 0);
+    m_emulator.process().setStandardErrorFile(m_logDir.filePath(QStringLiteral("emulator.stderr")));
+    ASSERT_TRUE(m_emulator.start(
+        {QStringLiteral("--client-id"), clientId, QStringLiteral("--client-secret"), clientSecret}, kStartMs))
+        << m_emulator.error().toStdString();
 }
 
 void HostEndToEnd::TearDown()
@@ -59,24 +49,18 @@ void HostEndToEnd::TearDown()
 
 QByteArray HostEndToEnd::stopEmulator()
 {
-    if (m_emulator.state() != QProcess::NotRunning) {
-        m_emulator.terminate();
-        if (!m_emulator.waitForFinished(kStartMs)) {
-            ADD_FAILURE() << "the emulator did not stop on SIGTERM";
-            m_emulator.kill();
-            m_emulator.waitForFinished(kStartMs);
-        }
-        m_emulatorOutput += m_emulator.readAllStandardOutput();
-        QFile errors(m_logDir.filePath(QStringLiteral("emulator.stderr")));
-        if (errors.open(QIODevice::ReadOnly))
-            m_emulatorOutput += errors.readAll();
-    }
-    return m_emulatorOutput;
+    if (!m_emulator.stop(kStartMs))
+        ADD_FAILURE() << "the emulator did not stop on SIGTERM";
+    QByteArray all = m_emulator.output();
+    QFile errors(m_logDir.filePath(QStringLiteral("emulator.stderr")));
+    if (errors.open(QIODevice::ReadOnly))
+        all += errors.readAll();
+    return all;
 }
 
 QString HostEndToEnd::service() const
 {
-    return QStringLiteral("http://127.0.0.1:%1").arg(m_port);
+    return m_emulator.baseUrl();
 }
 
 QJsonObject HostEndToEnd::admin(const QByteArray& verb, const QString& path, const QByteArray& body)

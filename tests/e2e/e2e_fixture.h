@@ -16,6 +16,8 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+#include "EmulatorProcess.h"
+
 namespace QuorvelE2E {
 
 constexpr int kStartMs = 10000;
@@ -91,10 +93,8 @@ protected:
     QList<QPair<QString, QString>> emulatorEnvironment;
 
 private:
-    QProcess m_emulator;
     QTemporaryDir m_logDir;
-    QByteArray m_emulatorOutput;
-    quint16 m_port = 0;
+    QuorvelEmulator::EmulatorProcess m_emulator{QStringLiteral(QUORVEL_EMULATOR_BIN)};
 };
 
 // The view's lines: title, build, status, six fields, caption, dump...

@@ -1,4 +1,5 @@
 #include "EmulatorHarness.h"
+#include "EmulatorProcess.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +10,6 @@
 #include <QNetworkRequest>
 #include <QHostAddress>
 #include <QProcess>
-#include <QRegularExpression>
 #include <QTcpSocket>
 #include <QTimer>
 #include <QUrl>
@@ -44,33 +44,16 @@ Answer postForm(QNetworkAccessManager& network, const QString& url, const QByteA
     return answer;
 }
 
-// Waits for the started emulator's first line and returns the address it
-// announces there, or an empty string; `out` keeps what it printed.
-QString announcedBase(QProcess& emulator, QByteArray& out)
-{
-    while (!out.contains('\n') && emulator.waitForReadyRead(kWatchdogMs))
-        out += emulator.readAllStandardOutput();
-    return QRegularExpression(QStringLiteral("listening on (http://127\\.0\\.0\\.1:\\d+)\n"))
-        .match(QString::fromUtf8(out))
-        .captured(1);
-}
-
 TEST(EmulatorProcess, PrintsItsAddressServesAndStopsCleanlyOnSigterm)
 {
-    QProcess emulator;
-    emulator.setProgram(QStringLiteral(QUORVEL_EMULATOR_BINARY));
-    emulator.setArguments({"--port", "0", "--client-id", "proc", "--client-secret", "pw", "--token-lifetime",
-                           "42", "--fault", R"({"kind":"status","status":503,"target":"token"})"});
-    emulator.start();
-    ASSERT_TRUE(emulator.waitForStarted(kWatchdogMs)) << emulator.errorString().toStdString();
-
-    QByteArray out;
-    while (!out.contains('\n') && emulator.waitForReadyRead(kWatchdogMs))
-        out += emulator.readAllStandardOutput();
-    const auto match = QRegularExpression(QStringLiteral("^listening on http://127\\.0\\.0\\.1:(\\d+)\n$"))
-                           .match(QString::fromUtf8(out));
-    ASSERT_TRUE(match.hasMatch()) << out.toStdString() << emulator.readAllStandardError().toStdString();
-    const QString base = QStringLiteral("http://127.0.0.1:") + match.captured(1);
+    QuorvelEmulator::EmulatorProcess emulator(QStringLiteral(QUORVEL_EMULATOR_BIN));
+    ASSERT_TRUE(emulator.start({"--client-id", "proc", "--client-secret", "pw", "--token-lifetime", "42",
+                                "--fault", R"({"kind":"status","status":503,"target":"token"})"},
+                               kWatchdogMs))
+        << emulator.error().toStdString();
+    // One line, exactly, which scripts read the address from.
+    EXPECT_EQ(emulator.output(), QStringLiteral("listening on %1\n").arg(emulator.baseUrl()).toUtf8());
+    const QString base = emulator.baseUrl();
 
     QNetworkAccessManager network;
     network.setProxy(QNetworkProxy::NoProxy);
@@ -81,26 +64,22 @@ TEST(EmulatorProcess, PrintsItsAddressServesAndStopsCleanlyOnSigterm)
     EXPECT_EQ(issued.status, 200);
     EXPECT_EQ(issued.object.value(QLatin1String("expires_in")).toInteger(), 42);
 
-    emulator.terminate();
-    ASSERT_TRUE(emulator.waitForFinished(kWatchdogMs));
-    EXPECT_EQ(emulator.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(emulator.exitCode(), 0);
-    EXPECT_TRUE(emulator.readAllStandardOutput().isEmpty());
+    const QByteArray announced = emulator.output();
+    ASSERT_TRUE(emulator.stop(kWatchdogMs));
+    EXPECT_EQ(emulator.process().exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(emulator.process().exitCode(), 0);
+    EXPECT_EQ(emulator.output(), announced) << "nothing more on standard output";
 }
 
 TEST(EmulatorProcess, RequestLoggingNeverShowsCredentials)
 {
-    QProcess emulator;
+    QuorvelEmulator::EmulatorProcess emulator(QStringLiteral(QUORVEL_EMULATOR_BIN));
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("*=true"));
-    emulator.setProcessEnvironment(env);
-    emulator.setProgram(QStringLiteral(QUORVEL_EMULATOR_BINARY));
-    emulator.setArguments({"--port", "0", "--client-id", "logged", "--client-secret", "never-logged-pw"});
-    emulator.start();
-    ASSERT_TRUE(emulator.waitForStarted(kWatchdogMs)) << emulator.errorString().toStdString();
-    QByteArray out;
-    const QString base = announcedBase(emulator, out);
-    ASSERT_FALSE(base.isEmpty()) << out.toStdString();
+    emulator.process().setProcessEnvironment(env);
+    ASSERT_TRUE(emulator.start({"--client-id", "logged", "--client-secret", "never-logged-pw"}, kWatchdogMs))
+        << emulator.error().toStdString();
+    const QString base = emulator.baseUrl();
 
     QNetworkAccessManager network;
     network.setProxy(QNetworkProxy::NoProxy);
@@ -129,9 +108,8 @@ TEST(EmulatorProcess, RequestLoggingNeverShowsCredentials)
         delete reply;
     }
 
-    emulator.terminate();
-    ASSERT_TRUE(emulator.waitForFinished(kWatchdogMs));
-    const QByteArray log = out + emulator.readAllStandardOutput() + emulator.readAllStandardError();
+    ASSERT_TRUE(emulator.stop(kWatchdogMs));
+    const QByteArray log = emulator.output() + emulator.process().readAllStandardError();
     // The requests were logged, with their credentials cut out.
     EXPECT_TRUE(log.contains("qt.httpserver")) << log.toStdString();
     EXPECT_EQ(log.count("Bearer <redacted>"), 1) << log.toStdString();
@@ -143,12 +121,10 @@ TEST(EmulatorProcess, RequestLoggingNeverShowsCredentials)
 
 TEST(EmulatorProcess, StopsCleanlyOnSigtermWhileFloodingAClient)
 {
-    QProcess emulator;
-    emulator.start(QStringLiteral(QUORVEL_EMULATOR_BINARY),
-                   {"--port", "0", "--fault", R"({"kind":"flood","target":"token"})"});
-    QByteArray out;
-    const QString base = announcedBase(emulator, out);
-    ASSERT_FALSE(base.isEmpty()) << out.toStdString();
+    QuorvelEmulator::EmulatorProcess emulator(QStringLiteral(QUORVEL_EMULATOR_BIN));
+    ASSERT_TRUE(emulator.start({"--fault", R"({"kind":"flood","target":"token"})"}, kWatchdogMs))
+        << emulator.error().toStdString();
+    const QString base = emulator.baseUrl();
 
     // The emulator is another process: blocking on this socket holds up nothing.
     QTcpSocket client;
@@ -160,11 +136,10 @@ TEST(EmulatorProcess, StopsCleanlyOnSigtermWhileFloodingAClient)
         received += client.readAll().size();
     ASSERT_GE(received, 1024 * 1024);
 
-    emulator.terminate();
-    ASSERT_TRUE(emulator.waitForFinished(kWatchdogMs));
-    EXPECT_EQ(emulator.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(emulator.exitCode(), 0);
-    EXPECT_TRUE(emulator.readAllStandardError().isEmpty());
+    ASSERT_TRUE(emulator.stop(kWatchdogMs));
+    EXPECT_EQ(emulator.process().exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(emulator.process().exitCode(), 0);
+    EXPECT_TRUE(emulator.process().readAllStandardError().isEmpty());
 }
 
 TEST(EmulatorProcess, RefusesToStartOnBadArgumentsOrData)
@@ -175,7 +150,7 @@ TEST(EmulatorProcess, RefusesToStartOnBadArgumentsOrData)
     };
     for (const QStringList& arguments : bad) {
         QProcess emulator;
-        emulator.start(QStringLiteral(QUORVEL_EMULATOR_BINARY), arguments);
+        emulator.start(QStringLiteral(QUORVEL_EMULATOR_BIN), arguments);
         ASSERT_TRUE(emulator.waitForFinished(kWatchdogMs)) << arguments.join(' ').toStdString();
         EXPECT_NE(emulator.exitCode(), 0);
         EXPECT_TRUE(emulator.readAllStandardOutput().isEmpty());
