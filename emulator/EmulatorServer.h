@@ -1,6 +1,7 @@
 #pragma once
 
 #include "DataStore.h"
+#include "FaultQueue.h"
 #include "Faults.h"
 #include "HttpReply.h"
 #include "TokenEndpoint.h"

@@ -263,7 +263,18 @@ QByteArray faultBody(const Fault& fault)
 
 } // namespace
 
-std::expected<Fault, QString> Fault::fromJson(const QJsonObject& object)
+namespace {
+
+// Reading a fault is a series of steps, each reading its members into the
+// fault or saying why it cannot; the first refusal is the answer.
+using Step = std::expected<void, QString>;
+
+Step refuse(const QString& why)
+{
+    return std::unexpected(why);
+}
+
+Step checkMembers(const QJsonObject& object, Fault&)
 {
     static const QSet<QString> known{
         QStringLiteral("kind"),     QStringLiteral("target"),  QStringLiteral("times"),
@@ -275,135 +286,180 @@ std::expected<Fault, QString> Fault::fromJson(const QJsonObject& object)
     // A misspelt member would otherwise quietly give a different fault.
     for (auto it = object.constBegin(); it != object.constEnd(); ++it) {
         if (!known.contains(it.key()))
-            return std::unexpected(QStringLiteral("unknown fault member '%1'").arg(it.key()));
+            return refuse(QStringLiteral("unknown fault member '%1'").arg(it.key()));
     }
+    return {};
+}
 
-    const auto kindText = readString(object, u"kind", QStringLiteral("kind"));
-    if (!kindText)
-        return std::unexpected(kindText.error());
-    if (!*kindText)
-        return std::unexpected(QStringLiteral("fault 'kind' is required (one of %1)").arg(knownKinds()));
-    const auto kind = kindFromName(**kindText);
-    if (!kind) {
-        return std::unexpected(
-            QStringLiteral("unknown fault kind '%1' (one of %2)").arg(**kindText, knownKinds()));
-    }
-
-    Fault fault;
+Step readKind(const QJsonObject& object, Fault& fault)
+{
+    const auto text = readString(object, u"kind", QStringLiteral("kind"));
+    if (!text)
+        return refuse(text.error());
+    if (!*text)
+        return refuse(QStringLiteral("fault 'kind' is required (one of %1)").arg(knownKinds()));
+    const auto kind = kindFromName(**text);
+    if (!kind)
+        return refuse(QStringLiteral("unknown fault kind '%1' (one of %2)").arg(**text, knownKinds()));
     fault.kind = *kind;
+    return {};
+}
 
+Step readTarget(const QJsonObject& object, Fault& fault)
+{
     const auto target = readString(object, u"target", QStringLiteral("target"));
     if (!target)
-        return std::unexpected(target.error());
+        return refuse(target.error());
     if (*target && **target == QLatin1String("token"))
         fault.target = FaultTarget::Token;
     else if (*target && **target != QLatin1String("query"))
-        return std::unexpected(QStringLiteral("fault 'target' must be \"query\" or \"token\""));
+        return refuse(QStringLiteral("fault 'target' must be \"query\" or \"token\""));
     if (fault.target == FaultTarget::Token
         && !isOneOf(fault.kind, {FaultKind::Status, FaultKind::Delay, FaultKind::Stall, FaultKind::NonJson,
                                  FaultKind::Close, FaultKind::Truncate, FaultKind::Flood, FaultKind::Headers,
                                  FaultKind::HeaderLine})) {
-        return std::unexpected(QStringLiteral("fault kind '%1' does not apply to the token endpoint")
-                                   .arg(QLatin1String(kindName(fault.kind))));
+        return refuse(QStringLiteral("fault kind '%1' does not apply to the token endpoint")
+                          .arg(QLatin1String(kindName(fault.kind))));
     }
+    return {};
+}
 
+Step readCounts(const QJsonObject& object, Fault& fault)
+{
     const auto times = readInteger(object, u"times", QStringLiteral("times"), -1, 1000000);
     if (!times)
-        return std::unexpected(times.error());
+        return refuse(times.error());
     if (*times) {
         if (**times == 0)
-            return std::unexpected(QStringLiteral("fault 'times' must be -1 or at least 1"));
+            return refuse(QStringLiteral("fault 'times' must be -1 or at least 1"));
         fault.times = int(**times);
     }
-
     const auto after = readInteger(object, u"after", QStringLiteral("after"), 0, 1000000);
     if (!after)
-        return std::unexpected(after.error());
+        return refuse(after.error());
     fault.after = int(after->value_or(0));
+    return {};
+}
 
+Step readDelay(const QJsonObject& object, Fault& fault)
+{
     const auto delay = readInteger(object, u"delayMs", QStringLiteral("delayMs"), 0, kMaxDelayMs);
     if (!delay)
-        return std::unexpected(delay.error());
+        return refuse(delay.error());
     if (!*delay && isOneOf(fault.kind, {FaultKind::Delay, FaultKind::Stall}))
-        return std::unexpected(
+        return refuse(
             QStringLiteral("fault kind '%1' needs 'delayMs'").arg(QLatin1String(kindName(fault.kind))));
     fault.delayMs = int(delay->value_or(0));
+    return {};
+}
 
-    const auto retryAfter = readString(object, u"retryAfter", QStringLiteral("retryAfter"));
-    if (!retryAfter)
-        return std::unexpected(retryAfter.error());
-    if (*retryAfter) {
-        if (!isHeaderSafe(**retryAfter))
-            return std::unexpected(QStringLiteral("fault 'retryAfter' must not contain line breaks"));
-        fault.retryAfter = (*retryAfter)->toUtf8();
-    }
+// A text member copied verbatim into a header of the reply.
+Step readHeaderText(const QJsonObject& object, const char* name, std::optional<QByteArray>& into)
+{
+    const QString key = QLatin1String(name);
+    const auto text = readString(object, key, key);
+    if (!text)
+        return refuse(text.error());
+    if (*text && !isHeaderSafe(**text))
+        return refuse(QStringLiteral("fault '%1' must not contain line breaks").arg(key));
+    if (*text)
+        into = (*text)->toUtf8();
+    return {};
+}
 
+Step readHeaders(const QJsonObject& object, Fault& fault)
+{
+    if (const Step read = readHeaderText(object, "retryAfter", fault.retryAfter); !read)
+        return read;
+    if (const Step read = readHeaderText(object, "location", fault.location); !read)
+        return read;
+    if (fault.location && fault.kind != FaultKind::Status)
+        return refuse(notFor("location", fault.kind));
+    return {};
+}
+
+Step readStatus(const QJsonObject& object, Fault& fault)
+{
     const auto status = readInteger(object, u"status", QStringLiteral("status"), 200, 599);
     if (!status)
-        return std::unexpected(status.error());
+        return refuse(status.error());
     if (*status && !isOneOf(fault.kind, {FaultKind::Status, FaultKind::NonJson}))
-        return std::unexpected(notFor("status", fault.kind));
+        return refuse(notFor("status", fault.kind));
     if (!*status && fault.kind == FaultKind::Status)
-        return std::unexpected(QStringLiteral("fault kind 'status' needs 'status'"));
+        return refuse(QStringLiteral("fault kind 'status' needs 'status'"));
     fault.status = int(status->value_or(fault.kind == FaultKind::Status ? 0 : 200));
+    return {};
+}
 
+Step readBody(const QJsonObject& object, Fault& fault)
+{
     const auto body = readString(object, u"body", QStringLiteral("body"));
     if (!body)
-        return std::unexpected(body.error());
+        return refuse(body.error());
     const auto contentType = readString(object, u"contentType", QStringLiteral("contentType"));
     if (!contentType)
-        return std::unexpected(contentType.error());
+        return refuse(contentType.error());
     if (*body && !isOneOf(fault.kind, {FaultKind::Status, FaultKind::NonJson, FaultKind::Title}))
-        return std::unexpected(notFor("body", fault.kind));
+        return refuse(notFor("body", fault.kind));
     if (*contentType && !isOneOf(fault.kind, {FaultKind::Status, FaultKind::NonJson}))
-        return std::unexpected(notFor("contentType", fault.kind));
+        return refuse(notFor("contentType", fault.kind));
     if (!*body && fault.kind == FaultKind::Title)
-        return std::unexpected(QStringLiteral("fault kind 'title' needs 'body'"));
+        return refuse(QStringLiteral("fault kind 'title' needs 'body'"));
     if (*contentType && !isHeaderSafe(**contentType))
-        return std::unexpected(QStringLiteral("fault 'contentType' must not contain line breaks"));
+        return refuse(QStringLiteral("fault 'contentType' must not contain line breaks"));
     if (*body)
         fault.body = (*body)->toUtf8();
     if (*contentType)
         fault.contentType = (*contentType)->toUtf8();
+    return {};
+}
 
-    const auto location = readString(object, u"location", QStringLiteral("location"));
-    if (!location)
-        return std::unexpected(location.error());
-    if (*location && fault.kind != FaultKind::Status)
-        return std::unexpected(notFor("location", fault.kind));
-    if (*location && !isHeaderSafe(**location))
-        return std::unexpected(QStringLiteral("fault 'location' must not contain line breaks"));
-    if (*location)
-        fault.location = (*location)->toUtf8();
-
+Step readSizes(const QJsonObject& object, Fault& fault)
+{
     const auto bytes = readSized(object, "bytes", fault.kind, bytesRange(fault.kind));
     if (!bytes)
-        return std::unexpected(bytes.error());
+        return refuse(bytes.error());
     fault.bytes = *bytes;
     const bool repeatsBody = isOneOf(fault.kind, {FaultKind::Status, FaultKind::NonJson, FaultKind::Title});
     if (fault.bytes && repeatsBody && !fault.body)
-        return std::unexpected(QStringLiteral("fault 'bytes' needs a 'body' to repeat"));
+        return refuse(QStringLiteral("fault 'bytes' needs a 'body' to repeat"));
     // Repeating nothing never reaches a size.
     if (fault.bytes && repeatsBody && fault.body->isEmpty())
-        return std::unexpected(QStringLiteral("fault 'bytes' cannot repeat an empty 'body'"));
+        return refuse(QStringLiteral("fault 'bytes' cannot repeat an empty 'body'"));
 
     const auto count = readSized(object, "count", fault.kind, countRange(fault.kind));
     if (!count)
-        return std::unexpected(count.error());
+        return refuse(count.error());
     fault.count = *count;
     if (fault.kind == FaultKind::Large && !fault.count && !fault.bytes)
-        return std::unexpected(QStringLiteral("fault kind 'large' needs 'count' or 'bytes'"));
+        return refuse(QStringLiteral("fault kind 'large' needs 'count' or 'bytes'"));
     if (fault.kind == FaultKind::Headers && !fault.count)
         fault.count = kDefaultFillerHeaders;
 
     const auto depth = readInteger(object, u"depth", QStringLiteral("depth"), 1, kMaxDepth);
     if (!depth)
-        return std::unexpected(depth.error());
+        return refuse(depth.error());
     if (*depth && fault.kind != FaultKind::Nested)
-        return std::unexpected(notFor("depth", fault.kind));
+        return refuse(notFor("depth", fault.kind));
     if (*depth)
         fault.depth = **depth;
+    return {};
+}
 
+} // namespace
+
+std::expected<Fault, QString> Fault::fromJson(const QJsonObject& object)
+{
+    // In this order: every later step depends on the kind.
+    static constexpr Step (*kSteps[])(const QJsonObject&, Fault&) = {
+        checkMembers, readKind,   readTarget, readCounts, readDelay,
+        readHeaders,  readStatus, readBody,   readSizes,
+    };
+    Fault fault;
+    for (const auto step : kSteps) {
+        if (const Step read = step(object, fault); !read)
+            return std::unexpected(read.error());
+    }
     return fault;
 }
 
@@ -465,42 +521,6 @@ QJsonObject Fault::toJson() const
     if (kind == FaultKind::Nested)
         object.insert(QStringLiteral("depth"), depth);
     return object;
-}
-
-void FaultQueue::push(Fault fault)
-{
-    m_faults.append(std::move(fault));
-}
-
-void FaultQueue::clear()
-{
-    m_faults.clear();
-}
-
-std::optional<Fault> FaultQueue::next(FaultTarget target)
-{
-    for (qsizetype i = 0; i < m_faults.size(); ++i) {
-        Fault& fault = m_faults[i];
-        if (fault.target != target)
-            continue;
-        if (fault.after > 0) {
-            --fault.after;
-            return std::nullopt;
-        }
-        Fault taken = fault;
-        if (fault.times > 0 && --fault.times == 0)
-            m_faults.removeAt(i);
-        return taken;
-    }
-    return std::nullopt;
-}
-
-QJsonArray FaultQueue::pending() const
-{
-    QJsonArray list;
-    for (const Fault& fault : m_faults)
-        list.append(fault.toJson());
-    return list;
 }
 
 PlannedReply applyFault(const Fault& fault, HttpReply normal)
