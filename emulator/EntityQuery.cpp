@@ -34,50 +34,27 @@ constexpr const char16_t* kUnsupported[] = {
     u"orderByReferencedToKey",
 };
 
-template <typename T>
-bool take(const Read<T>& read, std::optional<T>& into, QString& error)
-{
-    if (!read) {
-        error = read.error();
-        return false;
-    }
-    into = *read;
-    return true;
-}
-
-template <typename T>
-bool takeOr(const Read<T>& read, T& into, QString& error)
-{
-    if (!read) {
-        error = read.error();
-        return false;
-    }
-    if (*read)
-        into = **read;
-    return true;
-}
-
 std::expected<AttributeFilter, QString> parseFilter(const QJsonValue& value, const QString& path)
 {
     if (!value.isObject())
         return std::unexpected(QStringLiteral("'%1' must be an object").arg(path));
     const QJsonObject object = value.toObject();
-    QString error;
     AttributeFilter filter;
 
     std::optional<QString> key;
     std::optional<QString> op;
     std::optional<QString> text;
     std::optional<QString> expression;
-    if (!take(readString(object, u"attributeKey", childPath(path, u"attributeKey")), key, error)
-        || !take(readString(object, u"operator", childPath(path, u"operator")), op, error)
-        || !take(readString(object, u"value", childPath(path, u"value")), text, error)
-        || !take(readString(object, u"valueExpression", childPath(path, u"valueExpression")), expression,
-                 error)
-        || !takeOr(readBool(object, u"ignoreCase", childPath(path, u"ignoreCase")), filter.ignoreCase, error)
-        || !take(readStringList(object, u"locales", childPath(path, u"locales")), filter.locales, error)) {
-        return std::unexpected(error);
-    }
+    const Step read = firstRefusal({
+        into(readString(object, u"attributeKey", childPath(path, u"attributeKey")), key),
+        into(readString(object, u"operator", childPath(path, u"operator")), op),
+        into(readString(object, u"value", childPath(path, u"value")), text),
+        into(readString(object, u"valueExpression", childPath(path, u"valueExpression")), expression),
+        intoOr(readBool(object, u"ignoreCase", childPath(path, u"ignoreCase")), filter.ignoreCase),
+        into(readStringList(object, u"locales", childPath(path, u"locales")), filter.locales),
+    });
+    if (!read)
+        return std::unexpected(read.error());
 
     if (!key || key->isEmpty())
         return std::unexpected(QStringLiteral("'%1' is required").arg(childPath(path, u"attributeKey")));
@@ -104,24 +81,24 @@ std::expected<EntitiesOptions, QString> parseOptions(const QJsonObject& object)
 {
     const QString path = QStringLiteral("entitiesOptions");
     EntitiesOptions options;
-    QString error;
     bool sealed = false;
-    if (!take(readStringList(object, u"includeAttributeValuesByAttributeKeys",
-                             childPath(path, u"includeAttributeValuesByAttributeKeys")),
-              options.attributeKeys, error)
-        || !take(readStringList(object, u"includeLocales", childPath(path, u"includeLocales")),
-                 options.locales, error)
-        || !takeOr(readBool(object, u"includeReferences", childPath(path, u"includeReferences")),
-                   options.includeReferences, error)
-        || !takeOr(readBool(object, u"includeEntityState", childPath(path, u"includeEntityState")),
-                   options.includeEntityState, error)
-        || !takeOr(readBool(object, u"includeLocalization", childPath(path, u"includeLocalization")),
-                   options.includeLocalization, error)
+    const Step read = firstRefusal({
+        into(readStringList(object, u"includeAttributeValuesByAttributeKeys",
+                            childPath(path, u"includeAttributeValuesByAttributeKeys")),
+             options.attributeKeys),
+        into(readStringList(object, u"includeLocales", childPath(path, u"includeLocales")), options.locales),
+        intoOr(readBool(object, u"includeReferences", childPath(path, u"includeReferences")),
+               options.includeReferences),
+        intoOr(readBool(object, u"includeEntityState", childPath(path, u"includeEntityState")),
+               options.includeEntityState),
+        intoOr(readBool(object, u"includeLocalization", childPath(path, u"includeLocalization")),
+               options.includeLocalization),
         // No entity in the data is sealed, so the flag changes nothing; it is
         // still type-checked like the others.
-        || !takeOr(readBool(object, u"includeSealed", childPath(path, u"includeSealed")), sealed, error)) {
-        return std::unexpected(error);
-    }
+        intoOr(readBool(object, u"includeSealed", childPath(path, u"includeSealed")), sealed),
+    });
+    if (!read)
+        return std::unexpected(read.error());
     return options;
 }
 
@@ -138,7 +115,9 @@ std::optional<qint64> parseCount(const QString& text)
 
 } // namespace
 
-std::expected<EntityQuery, QString> parseEntityQuery(const QByteArray& body)
+namespace {
+
+std::expected<QJsonObject, QString> bodyObject(const QByteArray& body)
 {
     if (body.trimmed().isEmpty())
         return std::unexpected(QStringLiteral("The request body must be a JSON object; it is empty"));
@@ -151,68 +130,99 @@ std::expected<EntityQuery, QString> parseEntityQuery(const QByteArray& body)
     }
     if (!document.isObject())
         return std::unexpected(QStringLiteral("The request body must be a JSON object"));
-    const QJsonObject object = document.object();
+    return document.object();
+}
 
+Step refuseUnsupported(const QJsonObject& object, EntityQuery&)
+{
     for (const char16_t* key : kUnsupported) {
         const QStringView name(key);
-        if (member(object, name)) {
-            return std::unexpected(
-                QStringLiteral("'%1' is not supported by the emulator").arg(name.toString()));
-        }
+        if (member(object, name))
+            return refuse(QStringLiteral("'%1' is not supported by the emulator").arg(name.toString()));
     }
+    return {};
+}
 
-    EntityQuery query;
-    QString error;
+Step readCriteria(const QJsonObject& object, EntityQuery& query)
+{
     std::optional<bool> inheritance;
     std::optional<QString> ignoredText;
-    if (!take(readStringList(object, u"entitiesByEntityTypeKeys", QStringLiteral("entitiesByEntityTypeKeys")),
-              query.entityTypeKeys, error)
-        || !take(readStringList(object, u"entitiesByIds", QStringLiteral("entitiesByIds")), query.ids, error)
-        || !take(readStringList(object, u"entitiesByStateKeys", QStringLiteral("entitiesByStateKeys")),
-                 query.stateKeys, error)
-        || !take(readBool(object, u"entitiesByIsDraft", QStringLiteral("entitiesByIsDraft")), query.isDraft,
-                 error)
+    return firstRefusal({
+        into(readStringList(object, u"entitiesByEntityTypeKeys", QStringLiteral("entitiesByEntityTypeKeys")),
+             query.entityTypeKeys),
+        into(readStringList(object, u"entitiesByIds", QStringLiteral("entitiesByIds")), query.ids),
+        into(readStringList(object, u"entitiesByStateKeys", QStringLiteral("entitiesByStateKeys")),
+             query.stateKeys),
+        into(readBool(object, u"entitiesByIsDraft", QStringLiteral("entitiesByIsDraft")), query.isDraft),
         // The data has no type hierarchy, so with or without inheritance a
         // type key selects the same entities.
-        || !take(readBool(object, u"entitiesByEntityTypesWithInheritance",
-                          QStringLiteral("entitiesByEntityTypesWithInheritance")),
-                 inheritance, error)
-        || !take(readString(object, u"timeout", QStringLiteral("timeout")), ignoredText, error)
-        || !take(readString(object, u"testModeFilter", QStringLiteral("testModeFilter")), ignoredText,
-                 error)) {
-        return std::unexpected(error);
-    }
+        into(readBool(object, u"entitiesByEntityTypesWithInheritance",
+                      QStringLiteral("entitiesByEntityTypesWithInheritance")),
+             inheritance),
+        into(readString(object, u"timeout", QStringLiteral("timeout")), ignoredText),
+        into(readString(object, u"testModeFilter", QStringLiteral("testModeFilter")), ignoredText),
+    });
+}
 
-    if (query.ids) {
-        static const QRegularExpression uuid(
-            QStringLiteral("^[0-9a-fA-F]{8}-[0-9a-fA-F]{4}-[0-9a-fA-F]{4}-[0-9a-fA-F]{4}-[0-9a-fA-F]{12}$"));
-        for (QString& id : *query.ids) {
-            if (!uuid.match(id).hasMatch())
-                return std::unexpected(QStringLiteral("'entitiesByIds': '%1' is not a UUID").arg(id));
-            id = id.toLower();
-        }
+Step checkIds(const QJsonObject&, EntityQuery& query)
+{
+    if (!query.ids)
+        return {};
+    static const QRegularExpression uuid(
+        QStringLiteral("^[0-9a-fA-F]{8}-[0-9a-fA-F]{4}-[0-9a-fA-F]{4}-[0-9a-fA-F]{4}-[0-9a-fA-F]{12}$"));
+    for (QString& id : *query.ids) {
+        if (!uuid.match(id).hasMatch())
+            return refuse(QStringLiteral("'entitiesByIds': '%1' is not a UUID").arg(id));
+        id = id.toLower();
     }
+    return {};
+}
 
-    if (const auto filters = member(object, u"entitiesByAttributeValues")) {
-        if (!filters->isArray())
-            return std::unexpected(QStringLiteral("'entitiesByAttributeValues' must be an array"));
-        const QJsonArray list = filters->toArray();
-        for (qsizetype i = 0; i < list.size(); ++i) {
-            auto filter = parseFilter(list.at(i), QStringLiteral("entitiesByAttributeValues[%1]").arg(i));
-            if (!filter)
-                return std::unexpected(filter.error());
-            query.attributeFilters.append(std::move(*filter));
-        }
+Step readFilters(const QJsonObject& object, EntityQuery& query)
+{
+    const auto filters = member(object, u"entitiesByAttributeValues");
+    if (!filters)
+        return {};
+    if (!filters->isArray())
+        return refuse(QStringLiteral("'entitiesByAttributeValues' must be an array"));
+    const QJsonArray list = filters->toArray();
+    for (qsizetype i = 0; i < list.size(); ++i) {
+        auto filter = parseFilter(list.at(i), QStringLiteral("entitiesByAttributeValues[%1]").arg(i));
+        if (!filter)
+            return refuse(filter.error());
+        query.attributeFilters.append(std::move(*filter));
     }
+    return {};
+}
 
+Step readOptions(const QJsonObject& object, EntityQuery& query)
+{
     const auto optionsObject = readObject(object, u"entitiesOptions", QStringLiteral("entitiesOptions"));
     if (!optionsObject)
-        return std::unexpected(optionsObject.error());
+        return refuse(optionsObject.error());
     if (*optionsObject) {
         auto options = parseOptions(**optionsObject);
         if (!options)
-            return std::unexpected(options.error());
+            return refuse(options.error());
         query.options = std::move(*options);
+    }
+    return {};
+}
+
+} // namespace
+
+std::expected<EntityQuery, QString> parseEntityQuery(const QByteArray& body)
+{
+    const auto object = bodyObject(body);
+    if (!object)
+        return std::unexpected(object.error());
+    static constexpr Step (*kSteps[])(const QJsonObject&, EntityQuery&) = {
+        refuseUnsupported, readCriteria, checkIds, readFilters, readOptions,
+    };
+    EntityQuery query;
+    for (const auto step : kSteps) {
+        if (const Step read = step(*object, query); !read)
+            return std::unexpected(read.error());
     }
     return query;
 }

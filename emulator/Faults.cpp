@@ -267,13 +267,6 @@ namespace {
 
 // Reading a fault is a series of steps, each reading its members into the
 // fault or saying why it cannot; the first refusal is the answer.
-using Step = std::expected<void, QString>;
-
-Step refuse(const QString& why)
-{
-    return std::unexpected(why);
-}
-
 Step checkMembers(const QJsonObject& object, Fault&)
 {
     static const QSet<QString> known{

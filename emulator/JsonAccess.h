@@ -6,6 +6,7 @@
 #include <QStringList>
 
 #include <expected>
+#include <initializer_list>
 #include <optional>
 
 namespace QuorvelEmulator {
@@ -32,5 +33,46 @@ Read<qint64> readInteger(const QJsonObject& object, QStringView key, const QStri
 
 // Appends ".key" to a path, or starts one.
 QString childPath(const QString& path, QStringView key);
+
+// The one way the emulator's readers pass a refusal on: a step either reads
+// what it should or answers why it cannot, and the first refusal of a
+// series is the answer to the client.
+using Step = std::expected<void, QString>;
+
+inline Step refuse(const QString& why)
+{
+    return std::unexpected(why);
+}
+
+// Stores what `read` found (std::nullopt for an absent member).
+template <typename T>
+Step into(const Read<T>& read, std::optional<T>& target)
+{
+    if (!read)
+        return refuse(read.error());
+    target = *read;
+    return {};
+}
+
+// Stores what `read` found, keeping `target` as it is for an absent member.
+template <typename T>
+Step intoOr(const Read<T>& read, T& target)
+{
+    if (!read)
+        return refuse(read.error());
+    if (*read)
+        target = **read;
+    return {};
+}
+
+// The first refusal among steps already taken, in order.
+inline Step firstRefusal(std::initializer_list<Step> steps)
+{
+    for (const Step& step : steps) {
+        if (!step)
+            return step;
+    }
+    return {};
+}
 
 } // namespace QuorvelEmulator
