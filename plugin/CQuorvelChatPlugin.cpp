@@ -153,16 +153,6 @@ bool CQuorvelChatPlugin::isPinned()
     return false;
 }
 
-QuorvelChat::ChatService* CQuorvelChatPlugin::currentChatService() const
-{
-    return chatService.get();
-}
-
-QuorvelChat::DebugInfoWidget* CQuorvelChatPlugin::currentChatView() const
-{
-    return chatView;
-}
-
 void CQuorvelChatPlugin::onPluginItemSelected(QModelIndex index, QModelIndex prev)
 {
     pluginItemSelected(index, prev);

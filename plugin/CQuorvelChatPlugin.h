@@ -47,9 +47,6 @@ public:
     QString getSettingsKey() override;
     bool isPinned() override;
 
-    QuorvelChat::ChatService* currentChatService() const;
-    QuorvelChat::DebugInfoWidget* currentChatView() const;
-
 public Q_SLOTS:
     void onPluginItemSelected(QModelIndex index, QModelIndex prev);
     void onSignedInUserChanged(Ambrel::SignIn::UserInfo info);
