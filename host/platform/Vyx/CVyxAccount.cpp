@@ -1,6 +1,8 @@
 #include "Vyx/CVyxAccount.h"
 
+#include <algorithm>
 #include <chrono>
+#include <limits>
 
 #include <QFutureWatcher>
 #include <QTimer>
@@ -103,6 +105,11 @@ void CVyxAccount::requestToken(std::function<void(const Ambrel::AccessToken&)> o
 
 void CVyxAccount::planRenewal(qint64 expiresInSeconds)
 {
-    if (expiresInSeconds > 0 && getIsSignedIn())
-        m_renewal->start(std::chrono::milliseconds(Ambrel::renewalDelayMs(expiresInSeconds)));
+    if (expiresInSeconds <= 0 || !getIsSignedIn())
+        return;
+    // A timer cannot wait longer than about 24 days; a token that lives
+    // longer is renewed early, which costs one request.
+    const qint64 delay =
+        std::min<qint64>(Ambrel::renewalDelayMs(expiresInSeconds), std::numeric_limits<int>::max());
+    m_renewal->start(std::chrono::milliseconds(delay));
 }
