@@ -1,6 +1,7 @@
 // Destroying the network service while senders wait on a server that never
 // answers: every sender wakes, nothing outlives the service.
 #include <atomic>
+#include <chrono>
 #include <thread>
 #include <vector>
 
@@ -80,13 +81,19 @@ TEST_F(NetworkShutdown, ACancelledChainEndsItsOwnExchangesOnly)
         otherResult = other.send("GET", silentUrl(), {}, nullptr, false, 0, response);
     });
     ASSERT_TRUE(waitUntil([&] { return silent.accepted() == 2; }));
-    // A retry wait of an hour, cut short by the cancellation.
-    std::thread sleeper([&] { cancellation->sleep(3600); });
-
     LogCapture log;
-    cancellation->cancel();
+    // A retry wait of half a minute, cut short by the cancellation that
+    // comes while it waits (were it to come first, the wait would not start).
+    std::thread canceller([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        cancellation->cancel();
+    });
+    const auto waitStarted = std::chrono::steady_clock::now();
+    cancellation->sleep(30);
+    canceller.join();
+    EXPECT_LT(std::chrono::steady_clock::now() - waitStarted, std::chrono::seconds(20))
+        << "the retry wait ran its course";
     first.join();
-    sleeper.join();
     EXPECT_EQ(cancelledResult, kCancelled);
     tarsion::http_response response;
     EXPECT_EQ(cancelled.send("GET", silentUrl(), {}, nullptr, false, 0, response), kCancelled);

@@ -160,4 +160,40 @@ TEST(TokenRenewal, TheAccountRenewsShortlyBeforeExpiry)
     EXPECT_TRUE(client->getAccessTokenBytes().isEmpty());
 }
 
+// Signing out while a sign-in waits for its token, or after it: neither the
+// late token nor a later renewal may bring the old session back.
+TEST(TokenRenewal, SignOutEndsTheSessionWhateverIsStillUnderWay)
+{
+    QuorvelTest::ScriptedHttpServer endpoint;
+    ASSERT_NE(endpoint.start(), 0);
+    const QuorvelTest::ScriptedHttpServer::Reply token{
+        200, {{"Content-Type", "application/json"}}, R"({"token_type":"Bearer","access_token":"late"})"};
+    endpoint.route(QStringLiteral("/oauth/token"), token);
+    CVyxAccount account;
+    const QPointer<Ambrel::Client> client = account.getAmbrelClient();
+    const Ambrel::ClientCredentials credentials{QUrl(endpoint.baseUrl() + QStringLiteral("/oauth/token")),
+                                                QStringLiteral("c"), QStringLiteral("s")};
+
+    // The token is asked for off this thread and handed back through the
+    // event loop, so signing out in the same turn comes first.
+    account.signIn(credentials);
+    account.signOut();
+    QElapsedTimer clock;
+    clock.start();
+    while (endpoint.received().isEmpty() && clock.elapsed() < 5000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    ASSERT_EQ(endpoint.received().size(), 1);
+    // Its answer, were it taken, arrives within a few turns of the loop.
+    clock.restart();
+    while (clock.elapsed() < 300)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    EXPECT_FALSE(account.getIsSignedIn());
+    EXPECT_TRUE(client->getAccessTokenBytes().isEmpty());
+
+    // A request of the old session that meets a 401 asks for a renewal: it
+    // gets nothing, and the endpoint is not asked.
+    EXPECT_TRUE(client->refreshAccessToken(true).isEmpty());
+    EXPECT_EQ(endpoint.received().size(), 1);
+}
+
 } // namespace

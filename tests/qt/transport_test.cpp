@@ -225,12 +225,19 @@ TEST_F(TransportReply, RedirectIsReturnedAsItStandsWhenDisabled)
 // Which redirects are followed: only within the request's origin, and only
 // where the verb survives. Credentials go with every request, so a
 // redirect elsewhere must not be followed, whatever its status.
+enum class Target
+{
+    Same,
+    OtherOrigin,
+    OtherScheme
+};
+
 struct RedirectRow
 {
     const char* name;
     int status;
     const char* verb;
-    bool elsewhere;
+    Target to;
     bool followed;
 };
 
@@ -240,13 +247,15 @@ void PrintTo(const RedirectRow& row, std::ostream* out)
 }
 
 const RedirectRow kRedirectRows[] = {
-    {"SameOrigin307KeepsThePost", 307, "POST", false, true},
-    {"SameOrigin308KeepsThePost", 308, "POST", false, true},
-    {"SameOrigin302WouldTurnThePostIntoAGet", 302, "POST", false, false},
-    {"SameOrigin303WouldTurnThePostIntoAGet", 303, "POST", false, false},
-    {"SameOrigin301GetIsFollowed", 301, "GET", false, true},
-    {"OtherOrigin307", 307, "POST", true, false},
-    {"OtherOrigin302Get", 302, "GET", true, false},
+    {"SameOrigin307KeepsThePost", 307, "POST", Target::Same, true},
+    {"SameOrigin308KeepsThePost", 308, "POST", Target::Same, true},
+    {"SameOrigin302WouldTurnThePostIntoAGet", 302, "POST", Target::Same, false},
+    {"SameOrigin303WouldTurnThePostIntoAGet", 303, "POST", Target::Same, false},
+    {"SameOrigin301GetIsFollowed", 301, "GET", Target::Same, true},
+    {"OtherOrigin307", 307, "POST", Target::OtherOrigin, false},
+    {"OtherOrigin302Get", 302, "GET", Target::OtherOrigin, false},
+    // Same host and port, another scheme: another origin all the same.
+    {"OtherScheme307", 307, "POST", Target::OtherScheme, false},
 };
 
 class RedirectPolicy : public TransportTest, public ::testing::WithParamInterface<RedirectRow>
@@ -264,7 +273,12 @@ protected:
 TEST_P(RedirectPolicy, FollowsOnlyWithinTheOriginAndTheVerb)
 {
     const RedirectRow& row = GetParam();
-    const QString target = (row.elsewhere ? other.baseUrl() : QString()) + QStringLiteral("/final");
+    const QString origin =
+        row.to == Target::OtherOrigin ? other.baseUrl()
+        : row.to == Target::OtherScheme
+            ? QString(server.baseUrl()).replace(QLatin1String("http:"), QLatin1String("https:"))
+            : QString();
+    const QString target = origin + QStringLiteral("/final");
     server.route("/start", {row.status, {{"Location", target.toUtf8()}}, ""});
     server.route("/final", {200, {}, "final"});
     other.route("/final", {200, {}, "elsewhere"});

@@ -10,6 +10,7 @@
 
 #include "sdk/core/error.h"
 #include "sdk/core/logger.h"
+#include "sdk/core/standard_retry_policy.h"
 #include "sdk/core/tenant.h"
 #include "sdk/core/token_factory.h"
 
@@ -118,7 +119,7 @@ private:
     std::vector<std::uint32_t> waits_;
 };
 
-// The retry policy that the assembly gives every tenant.
+// A tenant's settings with the retry policy the plug-in gives every tenant.
 inline tenant_base system_settings(std::shared_ptr<http::http_base> client,
                                    std::string base_url = "http://127.0.0.1:1/",
                                    std::string business_id = "b1")
@@ -127,9 +128,7 @@ inline tenant_base system_settings(std::shared_ptr<http::http_base> client,
     settings.base_url = std::move(base_url);
     settings.http_client = std::move(client);
     settings.business_id = std::move(business_id);
-    settings.retry_delays = {1, 3, 5};
-    settings.retry_statuses = {403, 429, 500, 502, 503};
-    settings.retry_verbs = {"PUT", "GET", "TRACE", "HEAD", "OPTIONS", "DELETE"};
+    use_standard_retry_policy(settings);
     return settings;
 }
 

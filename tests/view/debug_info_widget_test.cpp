@@ -261,6 +261,21 @@ TEST_P(HostileServiceText, TitleIsShownPlainVisibleAndBoundedWithTheFullTextKept
     expectPlainLabels(view);
 }
 
+// A value of exactly the shown length is whole: no marker, and no tooltip
+// offering a longer text than the one shown; one more character is cut.
+TEST(FieldLabelCut, OnlyAValueLongerThanTheFieldShowsIsCut)
+{
+    FieldLabel label;
+    const QString whole(FieldLabel::kMaxShownChars, u'W');
+    label.setField(u"Chat.title: %1"_s, whole);
+    EXPECT_EQ(label.text(), u"Chat.title: "_s + whole);
+    EXPECT_TRUE(label.toolTip().isEmpty()) << label.toolTip().toStdString();
+
+    label.setField(u"Chat.title: %1"_s, whole + u'X');
+    EXPECT_EQ(label.text(), u"Chat.title: "_s + whole + u" \u2026 [1 more characters]"_s);
+    EXPECT_FALSE(label.toolTip().isEmpty());
+}
+
 TEST_P(HostileServiceText, ErrorMessageIsShownPlainVisibleAndBounded)
 {
     DebugInfoWidget view(&service);

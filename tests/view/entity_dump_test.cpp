@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include <gtest/gtest.h>
 
 #include "view/EntityDump.h"
@@ -164,6 +166,31 @@ TEST(EntityDump, ReferencesPrintKeyTypeAndTargetOnly)
         std::string::npos)
         << text;
     EXPECT_EQ(text.find("position"), std::string::npos);
+}
+
+// Every text of the service, however deep in the entity, stays on its line:
+// the same entity with line breaks and escapes in every text dumps to as
+// many lines as with plain texts, and no control character is left raw.
+TEST(EntityDump, EveryNestedTextIsEscaped)
+{
+    const auto entity = [](const std::string& noise) {
+        EntityDto e;
+        EntityAttributeValueDto value = attribute("TITLE" + noise);
+        value.valueKey = "key" + noise;
+        value.valueLocales = std::vector{locale("en" + noise, "shown" + noise, "value" + noise)};
+        e.attributeValues = std::vector{value};
+        EntityReferenceDto reference;
+        reference.key = "parent" + noise;
+        reference.entityTypeKey = "TYPE" + noise;
+        e.referencedTo = std::vector{reference};
+        return e;
+    };
+    const std::string plain = dump(entity(""));
+    const std::string dirty = dump(entity("\r\nentity.version: 9\x1b[2J\t"));
+    EXPECT_EQ(std::count(dirty.begin(), dirty.end(), '\n'), std::count(plain.begin(), plain.end(), '\n'))
+        << dirty;
+    EXPECT_EQ(dirty.find_first_of("\r\x1b\t"), std::string::npos) << dirty;
+    EXPECT_EQ(dirty.find("\nentity.version: 9"), std::string::npos) << dirty;
 }
 
 } // namespace
