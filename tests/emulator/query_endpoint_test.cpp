@@ -122,6 +122,16 @@ TEST(EmulatorQuery, UnknownBusinessOrPathIs404)
     EXPECT_FALSE(noBusiness.message().isEmpty());
 }
 
+// HTTP auth schemes are case-insensitive: a client may write "bearer".
+TEST(EmulatorQuery, BearerSchemeIsTakenInAnyCase)
+{
+    EmulatorHarness emulator;
+    const Reply reply = emulator.wait(
+        emulator.start("POST", QStringLiteral("/api/business/quorvel/demo/v0/entities/query/vector"),
+                       kDutyChannelQuery, {{"Authorization", "bEARER " + emulator.token()}}));
+    EXPECT_EQ(reply.status, 200) << reply.body.toStdString();
+}
+
 TEST(EmulatorQuery, OnlyPostIsAllowed)
 {
     EmulatorHarness emulator;
