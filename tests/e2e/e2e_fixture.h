@@ -17,6 +17,7 @@
 #include <QTemporaryDir>
 
 #include "EmulatorProcess.h"
+#include "support/ViewLines.h"
 
 namespace QuorvelE2E {
 
@@ -97,21 +98,8 @@ private:
     QuorvelEmulator::EmulatorProcess m_emulator{QStringLiteral(QUORVEL_EMULATOR_BIN)};
 };
 
-// The view's lines: title, build, status, six fields, caption, dump...
-enum Line
-{
-    Title,
-    Build,
-    Status,
-    Id,
-    Kind,
-    ChatTitle,
-    DefaultFlag,
-    Version,
-    StateKey,
-    Caption,
-    Dump
-};
+using QuorvelTest::Line;
+using enum QuorvelTest::Line;
 
 // The run ended with a failure view (exit 5): `status`, `message` in the
 // first field line, the other field lines empty.

@@ -13,10 +13,9 @@
 #include <gtest/gtest.h>
 
 #include <Vyx/CAbstractVyxPlugin.h>
-#include <Vyx/CTarsionApp.h>
-#include <Vyx/CVyxAccount.h>
 
 #include "CycleWatchdog.h"
+#include "HostStandIn.h"
 #include "PageText.h"
 #include "SlowHttpServer.h"
 #include "StressConstants.h"
@@ -28,11 +27,8 @@ TEST(ShutdownUnderLoad, DeletingThePluginMidFlightFinishesEveryResolution)
 {
     SlowHttpServer server(QByteArray(kTicketReply), kReplyDelayMs);
     ASSERT_NE(server.port(), 0);
-    CTarsionApp app;
-    CVyxAccount account;
-    app.setAccount(&account);
-    app.setBaseUrl(QString::fromLatin1(server.baseUrl()));
-    app.setVyxBusinessId(QStringLiteral("stress"));
+    HostStandIn host(server, QStringLiteral("stress"));
+    CVyxAccount& account = host.account;
     // Kept loaded for the whole run: a deleted instance is replaced by a
     // fresh one on the next instance().
     QPluginLoader loader(QStringLiteral(QUORVEL_PLUGIN_FILE));

@@ -18,10 +18,9 @@
 #include <gtest/gtest.h>
 
 #include <Vyx/CAbstractVyxPlugin.h>
-#include <Vyx/CTarsionApp.h>
-#include <Vyx/CVyxAccount.h>
 
 #include "CycleWatchdog.h"
+#include "HostStandIn.h"
 #include "PageText.h"
 #include "SlowHttpServer.h"
 #include "StressConstants.h"
@@ -66,11 +65,8 @@ TEST_P(SessionLifecycle, ReturnsAtOnceAndShowsOnlyTheLatestState)
     const LifecycleCase& c = GetParam();
     SlowHttpServer server(QByteArray(kTicketReply), kReplyDelayMs);
     ASSERT_NE(server.port(), 0);
-    CTarsionApp app;
-    CVyxAccount account;
-    app.setAccount(&account);
-    app.setBaseUrl(QString::fromLatin1(server.baseUrl()));
-    app.setVyxBusinessId(QStringLiteral("lifecycle"));
+    HostStandIn host(server, QStringLiteral("lifecycle"));
+    CVyxAccount& account = host.account;
     QPluginLoader loader(QStringLiteral(QUORVEL_PLUGIN_FILE));
     QPointer<QObject> instance = loader.instance();
     ASSERT_NE(instance, nullptr) << loader.errorString().toStdString();

@@ -12,6 +12,7 @@
 #include <Vyx/PageState.h>
 
 #include "chat/ChatService.h"
+#include "support/ViewLines.h"
 #include "view/DebugInfoWidget.h"
 #include "view/FieldLabel.h"
 
@@ -80,22 +81,7 @@ protected:
 
     void attach() { service.setAdapter(std::move(adapter)); }
 
-    // Index of each text in the view: title, build, status, six fields,
-    // caption, dump.
-    enum
-    {
-        Title,
-        Build,
-        Status,
-        Id,
-        Kind,
-        ChatTitle,
-        DefaultFlag,
-        Version,
-        StateKey,
-        Caption,
-        Dump
-    };
+    using enum QuorvelTest::Line;
 
     ChatService service;
     ManualBackend* backend = nullptr;
