@@ -1,18 +1,15 @@
 // The entities query over a fake client whose reply comes from the input:
-// the first byte picks the status (below 0xC0 a 2xx one, otherwise the next
-// byte too, for any status below 1000), the rest is the body.
+// the first byte picks the status (below 0xC0 a 2xx one, otherwise with the
+// next byte any status below 1000), the rest is the body.
 //
-// Properties:
-//  - the request is the fixed one: one POST of the empty query to the
-//    search path, with its content type;
-//  - a status outside 200 to 299 gives the error of kind 5 with the status,
-//    the whole body and the reply's headers;
-//  - a 2xx reply gives exactly what a model of the conversion built here
-//    gives: kind 7 with the whole body when it does not read, kind 7 with
-//    the root written compact when the root is not an array, kind 7 with
-//    the first bad element written compact, otherwise every element as a
-//    record, never part of the list;
-//  - entities_from over the body gives the same result.
+// Properties: the request is the fixed one (one POST of the empty query to
+// the search path, with its content type); a status outside 200 to 299 is
+// the error of kind 5 with the status, the whole body and the headers; a
+// 2xx reply gives what a model of the conversion built here gives (kind 7
+// with the whole body when it does not read, with the root written compact
+// when it is no array, with the first bad element written compact;
+// otherwise every element as a record, never part of the list), and so does
+// entities_from over the body.
 
 #include <cstddef>
 #include <cstdint>
@@ -34,10 +31,6 @@ using tarsion::quorvel::api::BusinessEntitiesQueryApi;
 using tarsion::quorvel::dto::EntityDto;
 using entities = tarsion::expected<std::vector<EntityDto>>;
 
-constexpr const char* kBaseUrl = "http://fuzz.invalid";
-constexpr const char* kUrl =
-    "http://fuzz.invalid/api/business/quorvel/b1/v0/entities/query/vector?Skip=0&Take=1";
-
 std::string compact(const json_node& node)
 {
     std::string out;
@@ -48,7 +41,6 @@ std::string compact(const json_node& node)
 std::string written(const EntityDto& entity)
 {
     json_node object;
-    object.is_object = true;
     entity.to_json(object);
     return compact(object);
 }
@@ -62,9 +54,8 @@ entities modelled_conversion(const std::string& body)
         return tarsion::make_error(tarsion::error_kind::invalid_body, 0, compact(root));
     std::vector<EntityDto> out(root.children.size());
     for (std::size_t i = 0; i < out.size(); ++i) {
-        const json_node& element = root.children[i];
-        if (!element.is_object || !out[i].from_json(element))
-            return tarsion::make_error(tarsion::error_kind::invalid_body, 0, compact(element));
+        if (!root.children[i].is_object || !out[i].from_json(root.children[i]))
+            return tarsion::make_error(tarsion::error_kind::invalid_body, 0, compact(root.children[i]));
     }
     return out;
 }
@@ -87,53 +78,42 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 {
     if (size == 0)
         return 0;
-    tarsion::http_response reply;
+    tarsion::testing::scripted_reply reply{200u + data[0] % 100u, {}, {{"X-Request-Id", "r1"}}};
     std::size_t body_at = 1;
-    if (data[0] < 0xC0) {
-        reply.status = 200 + data[0] % 100;
-    } else {
-        const unsigned low = size > 1 ? data[1] : 0;
-        reply.status = ((static_cast<unsigned>(data[0] & 0x3F) << 8) | low) % 1000;
+    if (data[0] >= 0xC0) {
+        reply.status = ((static_cast<unsigned>(data[0] & 0x3F) << 8) | (size > 1 ? data[1] : 0u)) % 1000;
         body_at = size > 1 ? 2 : 1;
     }
     reply.body.assign(reinterpret_cast<const char*>(data) + body_at, size - body_at);
-    reply.headers.append("Content-Type", "application/json");
-    reply.headers.append("X-Request-Id", "r1");
-    const tarsion::http_response sent_reply = reply;
-
-    auto client = std::make_shared<tarsion::testing::scripted_http_client>(
-        std::vector<tarsion::testing::scripted_reply>{{reply.status, reply.body, reply.headers}});
+    auto client = std::make_shared<tarsion::testing::scripted_http_client>(std::vector{reply});
     tarsion::tenant_base settings;
-    settings.base_url = kBaseUrl;
+    settings.base_url = "http://fuzz.invalid";
     settings.http_client = client;
     settings.business_id = "b1";
     auto tenant = std::make_shared<tarsion::tenant>(std::move(settings));
     tenant->sleep = [](std::uint32_t) {
         fuzz::fail(__FILE__, __LINE__, "sleep", "a tenant without retries never waits");
     };
+    const entities result = BusinessEntitiesQueryApi(tenant).query_vector({}, 0u, 1u);
 
-    const BusinessEntitiesQueryApi api(tenant);
-    const entities result = api.query_vector({}, 0u, 1u);
-
-    const std::vector<tarsion::testing::recorded_send> sends = client->sends();
+    const auto sends = client->sends();
     FUZZ_CHECK(sends.size() == 1, "the query is sent once");
-    const tarsion::testing::recorded_send& sent = sends.front();
-    FUZZ_CHECK(sent.verb == "POST" && sent.url == kUrl, "the query goes to the search path");
-    FUZZ_CHECK(sent.body == "{}", "the empty query is sent as an empty object");
-    const tarsion::http::header* type = sent.headers.find("Content-Type");
+    FUZZ_CHECK(
+        sends[0].verb == "POST"
+            && sends[0].url
+                   == "http://fuzz.invalid/api/business/quorvel/b1/v0/entities/query/vector?Skip=0&Take=1",
+        "the query goes to the search path");
+    FUZZ_CHECK(sends[0].body == "{}", "the empty query is sent as an empty object");
+    const tarsion::http::header* type = sends[0].headers.find("Content-Type");
     FUZZ_CHECK(type != nullptr && type->second == "application/json", "the body is sent as JSON");
-
-    if (sent_reply.status < 200 || sent_reply.status > 299) {
-        FUZZ_CHECK(!result, "a status outside 2xx is an error");
-        const tarsion::error expected{tarsion::error_kind::http_status, sent_reply.status, sent_reply.body,
-                                      sent_reply.headers};
-        FUZZ_CHECK(result.error() == expected, "a status error carries the status, the body and the headers");
+    if (reply.status < 200 || reply.status > 299) {
+        FUZZ_CHECK(!result && result.error() == (tarsion::error{5, reply.status, reply.body, reply.headers}),
+                   "a status outside 2xx is an error carrying the status, the body and the headers");
         return 0;
     }
-
-    const entities expected = modelled_conversion(sent_reply.body);
+    const entities expected = modelled_conversion(reply.body);
     check_same(result, expected, "a 2xx reply converts as modelled");
-    check_same(BusinessEntitiesQueryApi::entities_from(sent_reply.body), expected,
+    check_same(BusinessEntitiesQueryApi::entities_from(reply.body), expected,
                "entities_from converts as modelled");
     return 0;
 }

@@ -4,62 +4,88 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <pthread.h>
 
-#include "sdk/json/json_adders.h"
-#include "sdk/json/json_getters.h"
 #include "sdk/json/json_node.h"
+#include "sdk/json/json_writer.h"
 
 namespace json_test {
 
-// The smallest record shape the SDK's records follow: a name and a count,
-// both required when read.
-struct test_record
+using tarsion::json_node;
+
+inline std::string compact(const json_node& root)
 {
-    std::string name;
-    std::int64_t count = 0;
-    bool refuse_to_write = false; // to_json writes its members but reports failure
-    int reads = 0;
+    std::string out = "stale";
+    tarsion::write_json(root, out, false);
+    return out;
+}
 
-    bool to_json(tarsion::json_node& node) const
-    {
-        const bool written =
-            tarsion::add_string(node, "name", name) && tarsion::add_int64(node, "count", count);
-        return written && !refuse_to_write;
+// Equal content, and in `actual` (a root) every child points at the node
+// holding it. Iterative, because the trees under test may be far deeper than
+// any stack.
+inline testing::AssertionResult same_tree(const json_node& expected, const json_node& actual)
+{
+    if (actual.parent != nullptr)
+        return testing::AssertionFailure() << "the root has a parent";
+    std::vector<std::pair<const json_node*, const json_node*>> pending{{&expected, &actual}};
+    while (!pending.empty()) {
+        const auto [e, a] = pending.back();
+        pending.pop_back();
+        if (e->key != a->key || e->value != a->value || e->quoted != a->quoted || e->is_array != a->is_array
+            || e->is_object != a->is_object || e->children.size() != a->children.size())
+            return testing::AssertionFailure() << "\"" << e->key << "\":\"" << e->value << "\" differs";
+        for (std::size_t i = 0; i < e->children.size(); ++i) {
+            if (a->children[i].parent != a)
+                return testing::AssertionFailure() << "\"" << a->children[i].key << "\" has a wrong parent";
+            pending.emplace_back(&e->children[i], &a->children[i]);
+        }
     }
+    return testing::AssertionSuccess();
+}
 
-    bool from_json(const tarsion::json_node& node)
-    {
-        ++reads;
-        const bool has_name = tarsion::get_string(node, "name", name);
-        const bool has_count = tarsion::get_int64(node, "count", count);
-        return has_name && has_count;
+inline testing::AssertionResult parent_links_hold(const json_node& root)
+{
+    return same_tree(root, root);
+}
+
+// 64 KiB of stack: enough for gtest and the library, far too little for one
+// frame per level of the nests the tests build, so a recursive walk crashes.
+inline void run_on_small_stack(const std::function<void()>& body)
+{
+    pthread_attr_t attr;
+    ASSERT_EQ(pthread_attr_init(&attr), 0);
+    ASSERT_EQ(pthread_attr_setstacksize(&attr, 64 * 1024), 0);
+    pthread_t thread;
+    auto trampoline = [](void* arg) -> void* {
+        (*static_cast<const std::function<void()>*>(arg))();
+        return nullptr;
+    };
+    const int started = pthread_create(&thread, &attr, trampoline, const_cast<std::function<void()>*>(&body));
+    pthread_attr_destroy(&attr);
+    ASSERT_EQ(started, 0);
+    ASSERT_EQ(pthread_join(thread, nullptr), 0);
+}
+
+// What nlohmann/json makes of the text the tree stands for: strings are
+// quoted scalars, numbers and literals unquoted ones kept as their text.
+inline nlohmann::ordered_json as_nlohmann(const json_node& node)
+{
+    if (!node.is_array && !node.is_object)
+        return node.quoted ? nlohmann::ordered_json(node.value) : nlohmann::ordered_json::parse(node.value);
+    nlohmann::ordered_json out =
+        node.is_array ? nlohmann::ordered_json::array() : nlohmann::ordered_json::object();
+    for (const json_node& child : node.children) {
+        if (node.is_array)
+            out.push_back(as_nlohmann(child));
+        else
+            out[child.key] = as_nlohmann(child);
     }
-};
-
-// Walks the whole tree (without recursion, trees may be very deep) and checks
-// that the root has no parent and every child points back at the node whose
-// `children` hold it.
-testing::AssertionResult parent_links_hold(const tarsion::json_node& root);
-
-std::string compact(const tarsion::json_node& root);
-std::string indented(const tarsion::json_node& root);
-
-// Runs `body` on a thread whose stack is far too small for any recursion that
-// grows with the nesting depth, so a recursive walk fails loudly instead of
-// passing on a generous main-thread stack.
-void run_on_small_stack(const std::function<void()>& body);
-
-// Calls `visit` with every sequence of indices below `alphabet`, of every
-// length up to `max_length`, shorter ones first, until `visit` returns
-// false; returns how many sequences it visited.
-std::size_t for_each_sequence(std::size_t alphabet, std::size_t max_length,
-                              const std::function<bool(const std::vector<std::size_t>&)>& visit);
-
-// "[[[...]]]" and {"a":{"a":...{}...}} nested `depth` levels.
-std::string nested_arrays(std::size_t depth);
-std::string nested_objects(std::size_t depth);
+    return out;
+}
 
 } // namespace json_test

@@ -1,298 +1,239 @@
-#include <cstddef>
+// The node's parent links and depth, and the typed values on top of it:
+// getters, adders, integers, UUIDs, key lookup and checked arithmetic.
+
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <limits>
+#include <map>
 #include <string>
-#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "json_test_support.h"
-#include "sdk/json/json_node.h"
+#include "sdk/json/json_adders.h"
+#include "sdk/json/json_getters.h"
 #include "sdk/json/json_reader.h"
-#include "sdk/json/json_writer.h"
+#include "sdk/json/uuid.h"
 
 namespace {
 
 using json_test::compact;
 using json_test::parent_links_hold;
 using tarsion::json_node;
+using tarsion::uuid;
 
 constexpr const char* kDocument = R"({"a":[1,{"b":[true,[],{"c":"d"}]},"e"],"f":{"g":{"h":[null]}},"i":"j"})";
 
-json_node document()
+json_node parsed(const std::string& text)
 {
     json_node root;
-    EXPECT_TRUE(tarsion::parse_json(kDocument, root));
+    EXPECT_TRUE(tarsion::parse_json(text, root)) << text;
     return root;
 }
 
-// ---------------------------------------------------------------------------
-// Building a tree
-
-TEST(JsonTreeBuilding, FreshRootIsAnEmptyQuotedScalar)
+TEST(JsonTreeParentLinks, HoldThroughGrowthCopiesMovesAndAssignments)
 {
-    const json_node root;
-    EXPECT_TRUE(root.key.empty());
-    EXPECT_TRUE(root.value.empty());
-    EXPECT_TRUE(root.quoted);
-    EXPECT_FALSE(root.is_array);
-    EXPECT_FALSE(root.is_object);
-    EXPECT_EQ(root.parent, nullptr);
-    EXPECT_EQ(root.child_count(), 0u);
-}
-
-// A returned reference is only good until the next child is added, so each
-// one is checked before the next add.
-TEST(JsonTreeBuilding, AddersSetFlagsAndReturnTheNewChild)
-{
-    json_node root;
-    json_node& value = root.add_value("v", "7", false);
-    EXPECT_EQ(&value, &root.children.back());
-    EXPECT_EQ(value.key, "v");
-    EXPECT_EQ(value.value, "7");
-    EXPECT_FALSE(value.quoted);
-    EXPECT_FALSE(value.is_array || value.is_object);
-
-    json_node& array = root.add_array("a");
-    EXPECT_EQ(&array, &root.children.back());
-    EXPECT_EQ(array.key, "a");
-    EXPECT_TRUE(array.value.empty());
-    EXPECT_TRUE(array.quoted);
-    EXPECT_TRUE(array.is_array);
-    EXPECT_FALSE(array.is_object);
-
-    json_node& object = root.add_object("o");
-    EXPECT_EQ(&object, &root.children.back());
-    EXPECT_EQ(object.key, "o");
-    EXPECT_TRUE(object.quoted);
-    EXPECT_FALSE(object.is_array);
-    EXPECT_TRUE(object.is_object);
-
-    EXPECT_EQ(root.child_count(), 3u);
-    EXPECT_TRUE(parent_links_hold(root));
-}
-
-TEST(JsonTreeBuilding, SetValueTurnsAContainerIntoAScalarAndKeepsTheKey)
-{
-    json_node root = document();
-    json_node& member = root.children[0]; // "a": [...]
-    member.set_value("x", false);
-    EXPECT_EQ(member.key, "a");
-    EXPECT_EQ(member.value, "x");
-    EXPECT_FALSE(member.quoted);
-    EXPECT_FALSE(member.is_array || member.is_object);
-    EXPECT_EQ(member.child_count(), 0u);
-    EXPECT_EQ(compact(root), R"({"a":x,"f":{"g":{"h":[null]}},"i":"j"})");
-    EXPECT_TRUE(parent_links_hold(root));
-}
-
-// Adding a member whose key or text is taken from a sibling: growing the list
-// moves the siblings, so the text must be copied before they move (a sanitizer
-// build reports the read of freed memory otherwise).
-TEST(JsonTreeBuilding, KeyAndTextMayComeFromASibling)
-{
+    json_node grown;
+    grown.is_object = true;
+    grown.add_array("list");
+    for (int i = 0; i < 100; ++i) {
+        // Elements with children of their own, so that moving them must re-point those too.
+        json_node& element = grown.children.front().add_object("");
+        element.add_array("deeper").add_value("", std::to_string(i), false);
+        grown.add_value("sibling", "s", true);
+        ASSERT_TRUE(parent_links_hold(grown)) << "after element " << i;
+    }
+    json_node tree = parsed(kDocument);
+    const json_node copy(tree);
+    tree.children[0].set_value("changed", true);
+    EXPECT_EQ(compact(copy), kDocument);
+    EXPECT_EQ(compact(json_node(copy.children[1])), R"("f":{"g":{"h":[null]}})");
+    tree.children[2] = copy.children[1];
+    tree.children[1] = tree.children[1].children[0];
+    EXPECT_EQ(compact(tree), R"({"a":"changed","g":{"h":[null]},"f":{"g":{"h":[null]}}})");
+    json_node moved(std::move(tree.children[2]));
+    EXPECT_TRUE(parent_links_hold(moved) && parent_links_hold(tree));
+    json_node own = parsed(kDocument);
+    own = std::move(own.children[0].children[1].children[0]);
+    EXPECT_EQ(compact(own), R"("b":[true,[],{"c":"d"}])");
+    own.children[1].add_object("").add_value("x", "1", false);
+    own.remove_last_child();
+    EXPECT_EQ(compact(own), R"("b":[true,[{"x":1}]])");
+    EXPECT_TRUE(parent_links_hold(own));
+    // Key and text taken from a sibling that moves while the list grows.
     json_node root;
     root.add_value("k", "v", true);
-    for (int i = 0; i < 40; ++i) {
-        const json_node& first = root.children.front();
-        root.add_value(first.key, first.value, true);
-    }
-    for (const json_node& member : root.children) {
-        EXPECT_EQ(member.key, "k");
-        EXPECT_EQ(member.value, "v");
-    }
+    for (int i = 0; i < 40; ++i)
+        root.add_value(root.children.front().key, root.children.front().value, true);
+    EXPECT_EQ(root.children.back().key + root.children.back().value, "kv");
 }
 
-// ---------------------------------------------------------------------------
-// Every child points at its holder, whatever happened to the tree
-
-TEST(JsonTreeParentLinks, HoldWhileChildListsGrowPastTheirCapacity)
+TEST(JsonTreeDepth, DeepNestsNeverRecurse)
 {
-    json_node root;
-    root.add_array("list");
-    for (int i = 0; i < 100; ++i) {
-        // Each element has children of its own, so moving it must re-point them.
-        json_node& element = root.children.front().add_object("");
-        element.add_value("n", std::to_string(i), false);
-        element.add_array("deeper").add_value("", "x", true);
-        root.add_value("sibling", "s", true);
-        ASSERT_TRUE(parent_links_hold(root)) << "after element " << i;
-    }
-}
-
-// Each row builds a node by copying, moving or changing parts of the sample
-// document (also from inside the node's own subtree) and gives it back, with
-// the text it must write.
-struct LinkCase
-{
-    const char* name;
-    json_node (*make)();
-    const char* expected;
-};
-
-class JsonTreeParentLinks : public testing::TestWithParam<LinkCase>
-{
-};
-
-TEST_P(JsonTreeParentLinks, HoldAfterEveryOperation)
-{
-    const json_node node = GetParam().make();
-    EXPECT_TRUE(parent_links_hold(node));
-    EXPECT_EQ(compact(node), GetParam().expected);
-}
-
-constexpr const char* kF = R"("f":{"g":{"h":[null]}})";
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, JsonTreeParentLinks,
-    testing::Values(
-        LinkCase{"Parse", [] { return document(); }, kDocument},
-        LinkCase{"CopyIsIndependentOfItsSource",
-                 [] {
-                     json_node original = document();
-                     json_node whole(original);
-                     original.children[0].set_value("changed", true);
-                     EXPECT_TRUE(parent_links_hold(original));
-                     return whole;
-                 },
-                 kDocument},
-        LinkCase{"CopyOfAMemberIsARoot", [] { return json_node(document().children[1]); }, kF},
-        LinkCase{"CopyAssignedIntoATreeKeepsItsPlace",
-                 [] {
-                     json_node target = document();
-                     const json_node source = document();
-                     target.children[2] = source.children[1];
-                     return target;
-                 },
-                 R"({"a":[1,{"b":[true,[],{"c":"d"}]},"e"],"f":{"g":{"h":[null]}},"f":{"g":{"h":[null]}}})"},
-        LinkCase{"CopyAssignedToARoot",
-                 [] {
-                     const json_node source = document();
-                     json_node root;
-                     root = source;
-                     return root;
-                 },
-                 kDocument},
-        LinkCase{"CopyAssignedFromOwnDescendant",
-                 [] {
-                     json_node root = document();
-                     const json_node& inner = root.children[0].children[1];
-                     root = inner;
-                     return root;
-                 },
-                 R"({"b":[true,[],{"c":"d"}]})"},
-        LinkCase{"CopyAssignedFromOwnDescendantInsideATree",
-                 [] {
-                     json_node tree = document();
-                     tree.children[1] = tree.children[1].children[0];
-                     return tree;
-                 },
-                 R"({"a":[1,{"b":[true,[],{"c":"d"}]},"e"],"g":{"h":[null]},"i":"j"})"},
-        LinkCase{"MoveOfARoot",
-                 [] {
-                     json_node source = document();
-                     return json_node(std::move(source));
-                 },
-                 kDocument},
-        LinkCase{"MoveOutOfATreeMakesARoot",
-                 [] {
-                     json_node tree = document();
-                     json_node taken(std::move(tree.children[1]));
-                     EXPECT_TRUE(parent_links_hold(tree));
-                     return taken;
-                 },
-                 kF},
-        LinkCase{"MoveAssignedIntoATreeKeepsItsPlace",
-                 [] {
-                     json_node tree = document();
-                     json_node replacement = document();
-                     tree.children[0] = std::move(replacement.children[1]);
-                     json_node root;
-                     root = std::move(replacement);
-                     EXPECT_TRUE(parent_links_hold(root));
-                     return tree;
-                 },
-                 R"({"f":{"g":{"h":[null]}},"f":{"g":{"h":[null]}},"i":"j"})"},
-        LinkCase{"MoveAssignedFromOwnDescendant",
-                 [] {
-                     json_node root = document();
-                     root = std::move(root.children[0].children[1].children[0]);
-                     return root;
-                 },
-                 R"("b":[true,[],{"c":"d"}])"},
-        LinkCase{"MoveAssignedFromOwnDescendantInsideATree",
-                 [] {
-                     json_node tree = document();
-                     tree.children[1] = std::move(tree.children[1].children[0].children[0]);
-                     return tree;
-                 },
-                 R"({"a":[1,{"b":[true,[],{"c":"d"}]},"e"],"h":[null],"i":"j"})"},
-        LinkCase{"SetValueAndFurtherGrowth",
-                 [] {
-                     json_node root = document();
-                     root.children[1].set_value("", true);
-                     root.children[0].children[1].add_object("new").add_value("x", "1", false);
-                     root.add_array("tail").add_array("").add_value("", "2", false);
-                     return root;
-                 },
-                 R"({"a":[1,{"b":[true,[],{"c":"d"}],"new":{"x":1}},"e"],"f":"","i":"j","tail":[[2]]})"}),
-    [](const auto& info) { return std::string(info.param.name); });
-
-// ---------------------------------------------------------------------------
-// Deep nesting never recurses: every test runs on a small stack
-
-constexpr std::size_t kDeep = 100000;
-
-std::size_t nesting_depth(const json_node& root)
-{
-    std::size_t depth = 1;
-    for (const json_node* node = &root; !node->children.empty(); node = &node->children.front())
-        ++depth;
-    return depth;
-}
-
-TEST(JsonTreeDepth, DeepNestsParseWriteCopyMoveAndDie)
-{
-    json_test::run_on_small_stack([] {
-        for (const std::string& text : {json_test::nested_arrays(kDeep), json_test::nested_objects(kDeep)}) {
+    constexpr std::size_t kDeep = 100000;
+    std::string objects;
+    for (std::size_t i = 1; i < kDeep; ++i)
+        objects += "{\"a\":";
+    objects += "{}" + std::string(kDeep - 1, '}');
+    json_test::run_on_small_stack([&] {
+        for (const std::string& text : {std::string(kDeep, '[') + std::string(kDeep, ']'), objects}) {
             json_node root;
             ASSERT_TRUE(tarsion::parse_json(text, root));
-            EXPECT_EQ(nesting_depth(root), kDeep);
             EXPECT_TRUE(parent_links_hold(root));
             EXPECT_TRUE(compact(root) == text);
-
             json_node copy(root);
-            EXPECT_TRUE(parent_links_hold(copy));
-            EXPECT_TRUE(compact(copy) == text);
-
             json_node moved(std::move(copy));
             json_node assigned;
             assigned = moved;
-            EXPECT_TRUE(parent_links_hold(assigned));
-            moved = std::move(moved.children.front()); // one level shorter
-            EXPECT_EQ(nesting_depth(moved), kDeep - 1);
+            EXPECT_TRUE(compact(assigned) == text);
+            moved = std::move(moved.children.front());
             EXPECT_TRUE(parent_links_hold(moved));
             root.set_value("gone", true);
         }
+        json_node nest;
+        ASSERT_TRUE(tarsion::parse_json(std::string(3000, '[') + std::string(3000, ']'), nest));
+        std::string expected, pretty;
+        for (std::size_t level = 0; level < 2999; ++level)
+            expected.append(level * 4, ' ').append("[\n");
+        expected.append(2999 * 4, ' ').append("[]");
+        for (std::size_t level = 2999; level-- > 0;)
+            expected.append("\n").append(level * 4, ' ').append("]");
+        tarsion::write_json(nest, pretty, true);
+        EXPECT_TRUE(pretty == expected);
     });
 }
 
-// The indented form of a nest is quadratic in its depth (a 100,000-deep one
-// would be some 40 GB), so it is checked at a depth that fits in memory but
-// still overflows the small stack if the writer recursed.
-TEST(JsonTreeDepth, DeepArrayNestWritesIndented)
+// A record with two required members, the shape the SDK's records follow.
+struct test_record
 {
-    constexpr std::size_t depth = 3000;
-    std::string expected;
-    for (std::size_t level = 0; level + 1 < depth; ++level)
-        expected.append(level * 4, ' ').append("[\n");
-    expected.append((depth - 1) * 4, ' ').append("[]");
-    for (std::size_t level = depth - 1; level-- > 0;)
-        expected.append("\n").append(level * 4, ' ').append("]");
+    std::string name;
+    std::int64_t count = 0;
+    bool to_json(json_node& node) const
+    {
+        return tarsion::add_string(node, "name", name) && tarsion::add_int64(node, "count", count)
+               && count >= 0;
+    }
+    bool from_json(const json_node& node)
+    {
+        const bool has_name = tarsion::get_string(node, "name", name);
+        return tarsion::get_int64(node, "count", count) && has_name;
+    }
+};
 
-    json_test::run_on_small_stack([&] {
-        json_node root;
-        ASSERT_TRUE(tarsion::parse_json(json_test::nested_arrays(depth), root));
-        EXPECT_TRUE(json_test::indented(root) == expected);
-    });
+// What records make of the getters is the record tests' business; these are
+// the getters' own rules.
+TEST(JsonTypedValues, GettersAndAdders)
+{
+    const json_node root = parsed(R"({"I":"-7","e":1e3,"m":{"en":"x","de":"y","en":"z"},)"
+                                  R"("l":[{"name":"a","count":1},{"name":"b"},5],)"
+                                  R"("ids":["00000000-0000-0000-0000-00000000000a","no"]})");
+    std::int64_t i = 99;
+    EXPECT_TRUE(tarsion::get_int64(root, "i", i) && i == -7);
+    EXPECT_FALSE(tarsion::get_int64(root, "e", i) || i != 0);
+    std::map<std::string, std::string> map{{"stale", "1"}};
+    EXPECT_TRUE(tarsion::get_map(root, "M", map));
+    EXPECT_EQ(map, (std::map<std::string, std::string>{{"de", "y"}, {"en", "z"}}));
+    // A failed element stays in the list and the rest are still read.
+    std::vector<test_record> records;
+    EXPECT_FALSE(tarsion::get_list(root, "l", records));
+    EXPECT_TRUE(records.size() == 3 && records[1].name == "b");
+    std::vector<uuid> ids;
+    EXPECT_FALSE(tarsion::get_list(root, "ids", ids));
+    EXPECT_EQ(ids, (std::vector<uuid>{{0, 10}, {}}));
+    EXPECT_FALSE(tarsion::get_list(root, "absent", ids) || !ids.empty());
+    test_record self;
+    EXPECT_TRUE(tarsion::get_record(root.children[3].children[0], nullptr, self) && self.count == 1);
+
+    json_node out;
+    out.is_object = true;
+    EXPECT_TRUE(tarsion::add_int64(out, "i", std::numeric_limits<std::int64_t>::min()));
+    EXPECT_TRUE(tarsion::add_uuid(out, "u", uuid{0x0123456789ABCDEFULL, 1}));
+    EXPECT_FALSE(tarsion::add_list(out, "l", std::vector<test_record>{{"a", 1}, {"b", -1}, {"c", 3}}));
+    EXPECT_TRUE(tarsion::add_list(out, "e", std::vector<std::string>{}) && tarsion::add_map(out, "m", {}));
+    EXPECT_EQ(compact(out), R"({"i":-9223372036854775808,"u":"01234567-89ab-cdef-0000-000000000001",)"
+                            R"("l":[{"name":"a","count":1},{"name":"b","count":-1},{"name":"c","count":3}],)"
+                            R"("e":[],"m":{}})");
+    EXPECT_TRUE(parent_links_hold(out));
+}
+
+// parse_int64 is std::from_chars over the whole text: every short text of
+// signs, digits and stray bytes, and the ends of the range.
+TEST(JsonTypedValues, ParseInt64IsFromCharsOverTheWholeText)
+{
+    std::vector<std::string> texts{"9223372036854775807",  "9223372036854775808",  "-9223372036854775808",
+                                   "-9223372036854775809", "18446744073709551616", "00000000000000000000001"};
+    const std::string alphabet = "-019+ .ae";
+    for (std::size_t n = 0, count = 1; n <= 4; ++n, count *= alphabet.size()) {
+        for (std::size_t code = 0; code < count; ++code) {
+            std::string text;
+            for (std::size_t c = code, k = 0; k < n; ++k, c /= alphabet.size())
+                text.push_back(alphabet[c % alphabet.size()]);
+            texts.push_back(text);
+        }
+    }
+    for (const std::string& text : texts) {
+        std::int64_t expected = 0;
+        const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), expected);
+        const bool valid = ec == std::errc() && end == text.data() + text.size();
+        std::int64_t out = 0;
+        ASSERT_EQ(tarsion::parse_int64(text, out), valid) << '"' << text << '"';
+        if (valid) {
+            ASSERT_EQ(out, expected) << text;
+        }
+    }
+}
+
+TEST(JsonTypedValues, UuidTextIsExactly8_4_4_4_12HexDigits)
+{
+    const std::string text = "01234567-89ab-cdef-fedc-ba9876543210";
+    const uuid value{0x0123456789abcdefULL, 0xfedcba9876543210ULL};
+    uuid out{1, 2};
+    ASSERT_TRUE(tarsion::parse_uuid("01234567-89AB-CDEF-FEDC-BA9876543210", out));
+    EXPECT_EQ(out, value);
+    EXPECT_EQ(tarsion::format_uuid(value), text);
+    EXPECT_EQ(tarsion::format_uuid(uuid{~0ULL, 0}), "ffffffff-ffff-ffff-0000-000000000000");
+    for (const char* bad :
+         {"", "01234567-89ab-cdef-fedc-ba987654321", "01234567-89ab-cdef-fedc-ba98765432100",
+          "0123456-789ab-cdef-fedc-ba9876543210", "{01234567-89ab-cdef-fedc-ba98765432}"}) {
+        out = uuid{1, 2};
+        EXPECT_FALSE(tarsion::parse_uuid(bad, out)) << bad;
+        EXPECT_TRUE(out.is_nil()) << bad;
+    }
+    // Any byte that is not a hex digit, in any position, and a digit where a dash belongs.
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        for (const char c : std::string("gG/:@`-x \xff") + (text[at] == '-' ? "0" : "")) {
+            std::string damaged = text;
+            if (damaged[at] == c)
+                continue;
+            damaged[at] = c;
+            EXPECT_FALSE(tarsion::parse_uuid(damaged, out)) << damaged;
+        }
+    }
+}
+
+TEST(JsonTypedValues, FindChildrenIsFindChildForEveryKey)
+{
+    const std::array<std::string_view, 4> keys{"a", "Bb", "c", "id"};
+    const std::array<std::string_view, 8> members{"a", "A", "bb", "BB", "c", "x", "ID", ""};
+    // Every list of up to five members, a base-9 digit each (0: none).
+    for (std::size_t code = 0; code < 9 * 9 * 9 * 9 * 9; ++code) {
+        json_node object;
+        for (std::size_t c = code; c > 0; c /= 9)
+            if (c % 9 != 0)
+                object.add_value(members[c % 9 - 1], "v", true);
+        std::array<const json_node*, 4> found{};
+        tarsion::find_children(object, keys, found);
+        for (std::size_t k = 0; k < keys.size(); ++k)
+            ASSERT_EQ(found[k], tarsion::find_child(object, keys[k], false))
+                << keys[k] << " in list " << code;
+    }
+    json_node object = parsed(R"({"x":1,"X":2,"Name":3,"`":4})");
+    EXPECT_EQ(tarsion::find_child(object, "X", true), &object.children[1]);
+    EXPECT_EQ(tarsion::find_child(object, "X", false), &object.children[0]);
+    EXPECT_EQ(tarsion::find_child(object, "nAME", false), &object.children[2]);
+    EXPECT_EQ(tarsion::find_child(object, "@", false), nullptr);
 }
 
 } // namespace

@@ -1,0 +1,255 @@
+// JSON text: the reader and the writer against nlohmann/json on generated
+// documents; the lenient forms and refusals that are this reader's own; the
+// writer's escapes, integers and layout byte for byte.
+
+#include <charconv>
+#include <limits>
+#include <random>
+#include <ranges>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "json_test_support.h"
+#include "sdk/json/json_reader.h"
+#include "sdk/json/json_writer.h"
+
+namespace {
+
+using json_test::compact;
+using json_test::parent_links_hold;
+using tarsion::json_node;
+using ordered = nlohmann::ordered_json;
+
+// Strict JSON with every escape, \u forms (surrogate pairs, a quote and a
+// backslash among them), both exponent letters, layout between tokens and
+// now and then a string long enough to outgrow the writer's buffers. No
+// string is empty: a lone empty element is read as the unfilled first slot,
+// and an empty first key changes how an object is read, both on purpose.
+class document_generator
+{
+public:
+    explicit document_generator(std::uint64_t seed) : engine_(seed) {}
+
+    void value(std::string& out, std::size_t depth)
+    {
+        static const std::vector<std::string> kScalars = split(
+            "0 -12 18446744073709551615 -9223372036854775808 1.5 1E3 2e-7 1.0E+10 -0.25 true false null",
+            ' ');
+        static const std::vector<std::string> kSpaces = split("||| |\n|\t|\r\n  ", '|');
+        const std::size_t kind = below(depth == 0 ? 2 : 4);
+        if (kind < 2) {
+            out += kind == 0 ? pick(kScalars) : string_token();
+            return;
+        }
+        out += kind == 2 ? '[' : '{';
+        // A quarter of the containers are empty, "[{}]" and "[[]]" among them.
+        const std::size_t count = below(4) == 0 ? 0 : 1 + below(4);
+        for (std::size_t i = 0; i < count; ++i) {
+            out += std::string(i == 0 ? "" : ",") + pick(kSpaces);
+            if (kind == 3)
+                out += string_token() + pick(kSpaces) + ":" + pick(kSpaces);
+            value(out, depth - 1);
+            out += pick(kSpaces);
+        }
+        out += kind == 2 ? ']' : '}';
+    }
+
+private:
+    std::string string_token()
+    {
+        // Pieces between the bars.
+        static const std::vector<std::string> kPieces =
+            split("abc|Z| |\\\"|\\\\|\\/|\\b|\\f|\\n|\\r|\\t|\\u00e9|\\u00E9|\\u0022|\\u005C|\\u20ac|"
+                  "\\u007f|{[,:]}|\xc3\xa9|\xe2\x82\xac|\\ud83d\\ude00|\\uDBFF\\uDFFF|0",
+                  '|');
+        std::string out = "\"";
+        const std::size_t pieces = below(40) == 0 ? 3000 : 1 + below(6);
+        for (std::size_t n = 0; n < pieces; ++n)
+            out += pick(kPieces);
+        return out + "\"";
+    }
+
+    std::size_t below(std::size_t n) { return std::uniform_int_distribution<std::size_t>(0, n - 1)(engine_); }
+    const std::string& pick(const std::vector<std::string>& items) { return items[below(items.size())]; }
+    static std::vector<std::string> split(std::string_view text, char separator)
+    {
+        std::vector<std::string> out;
+        for (const auto piece : std::views::split(text, separator))
+            out.emplace_back(piece.begin(), piece.end());
+        return out;
+    }
+
+    std::mt19937_64 engine_;
+};
+
+TEST(JsonAgainstNlohmann, GeneratedDocumentsReadStreamAndWriteAlike)
+{
+    document_generator generate(5);
+    for (int i = 0; i < 10000; ++i) {
+        std::string text = " ";
+        generate.value(text, 1 + i % 5);
+        SCOPED_TRACE(text.substr(0, 300));
+        const ordered expected = ordered::parse(text);
+        json_node root;
+        ASSERT_TRUE(tarsion::parse_json(text, root));
+        ASSERT_EQ(json_test::as_nlohmann(root), expected);
+        ASSERT_TRUE(parent_links_hold(root));
+
+        std::vector<json_node> elements;
+        json_node streamed;
+        ASSERT_TRUE(tarsion::parse_json_elements(text, streamed,
+                                                 [&](json_node& e) { elements.push_back(std::move(e)); }));
+        ASSERT_EQ(elements.size(), root.is_array ? root.children.size() : 0);
+        for (std::size_t e = 0; e < elements.size(); ++e)
+            ASSERT_TRUE(json_test::same_tree(root.children[e], elements[e]));
+        if (root.is_array)
+            EXPECT_TRUE(streamed.is_array && streamed.children.empty());
+        else
+            EXPECT_TRUE(json_test::same_tree(root, streamed));
+
+        for (const bool pretty : {false, true}) {
+            std::string out = "stale";
+            tarsion::write_json(root, out, pretty);
+            ASSERT_EQ(ordered::parse(out), expected) << out;
+            json_node again;
+            ASSERT_TRUE(tarsion::parse_json(out, again));
+            ASSERT_TRUE(json_test::same_tree(root, again));
+        }
+    }
+}
+
+// The lenient forms, each with the compact re-write of its tree (which shows
+// each scalar's quoting too).
+TEST(JsonReaderTable, LenientForms)
+{
+    const std::pair<std::string, std::string> cases[] = {
+        // A trailing comma, and a closing bracket of the other kind.
+        {"[1,]", "[1]"},
+        {"[1}", "[1]"},
+        {"{a:1}", R"({"a":1})"},
+        {R"({"a":})", R"({"a":""})"},
+        {R"([""])", "[]"},
+        {R"(["",""])", R"(["",""])"},
+        {"]", "\"\""},
+        {"[1-2e,+.E,-1.5e3,@]", "[1-2e,+.E,-1.5e3,@]"},
+        {R"(["a\/b\n\t\"\\\q"])", R"(["a\/b\n\t\"\\q"])"},
+        {"\x01[\x1f"
+         "1\x0b,\xff"
+         "2]\x80",
+         "[1,2]"},
+        {std::string("[1]\0 trailing", 13), "[1]"},
+        {"[[1] [2]]", "[[1,2]]"},
+    };
+    for (const auto& [text, rewrite] : cases) {
+        json_node root;
+        ASSERT_TRUE(tarsion::parse_json(text, root)) << text;
+        EXPECT_EQ(compact(root), rewrite) << text;
+        EXPECT_TRUE(parent_links_hold(root)) << text;
+    }
+}
+
+TEST(JsonReaderTable, Refusals)
+{
+    std::vector<std::string> cases{
+        "",          " \n\t ",      R"({"a":1)",    "[[1]",  "[,1]",      "[1,,2]",
+        R"({"a"})",  R"({"a"::1})", "[1:2]",        "[1 2]", "{ab:1}",    R"({"":1,"b":2})",
+        "42 43",     "trueX",       R"({"a":1} x)", "[1]]",  "[] <html>", "[1\x7f]",
+        R"(["a\"])", "[\"a\\",      R"(["\u0000"])"};
+    cases.push_back(std::string("[\"a\0\"]", 6));
+    for (const std::string& text : cases) {
+        json_node root;
+        EXPECT_FALSE(tarsion::parse_json(text, root)) << text;
+    }
+}
+
+// The \u pre-pass acts on all escapes or on none: one malformed escape leaves
+// every one of them as text, and unescaping then turns "\u" into "u".
+TEST(JsonReaderTable, UnicodeEscapesDecodeAllOrNone)
+{
+    const std::pair<std::string, std::string> cases[] = {
+        {R"("\u0041\u00e9\u07ff\u0800\uffff")", "A\xc3\xa9\xdf\xbf\xe0\xa0\x80\xef\xbf\xbf"},
+        {R"("\udc00\\u0041")", "\xed\xb0\x80"
+                               "A"},
+        {R"("\u00e9 \u12")", "u00e9 u12"},
+        {R"("\ud83dx \u00e9")", "ud83dx u00e9"},
+        {R"("\ud83d\u0041\u00g9")", "ud83du0041u00g9"},
+    };
+    for (const auto& [text, value] : cases) {
+        json_node root;
+        ASSERT_TRUE(tarsion::parse_json(text, root)) << text;
+        EXPECT_EQ(root.value, value) << text;
+    }
+}
+
+// The only bytes written as two-character escapes; everything else is raw.
+std::string escaped(std::string_view text)
+{
+    const std::string_view bytes("\n\t\r\f\b\\\"/"), letters("ntrfb\\\"/");
+    std::string out;
+    for (const char c : text) {
+        const std::size_t at = bytes.find(c);
+        out += at == std::string_view::npos ? std::string(1, c) : std::string{'\\', letters[at]};
+    }
+    return out;
+}
+
+TEST(JsonWriterEscape, EveryByteAtEveryPositionAndAlignment)
+{
+    for (int byte = 0; byte < 256; ++byte) {
+        for (std::size_t length = 1; length <= 24; ++length) {
+            for (std::size_t at = 0; at < length; ++at) {
+                for (std::size_t offset = 0; offset < 8; offset += 3) {
+                    std::string text(offset + length, 'a');
+                    text[offset + at] = static_cast<char>(byte);
+                    const std::string_view view = std::string_view(text).substr(offset);
+                    ASSERT_EQ(tarsion::escape_text(view), escaped(view)) << "byte " << byte << " at " << at;
+                }
+            }
+        }
+    }
+    std::string out = "kept";
+    tarsion::append_escaped(out, "a\"/\\\r\n");
+    EXPECT_EQ(out, "kepta\\\"\\/\\\\\\r\\n");
+}
+
+TEST(JsonWriterInt64, AgreesWithToCharsAroundEveryPowerOfTen)
+{
+    std::vector<std::int64_t> values{std::numeric_limits<std::int64_t>::min(),
+                                     std::numeric_limits<std::int64_t>::max()};
+    for (std::int64_t p = 1; p <= std::numeric_limits<std::int64_t>::max() / 10; p *= 10) {
+        for (const std::int64_t v : {p - 1, p, p + 1, 10 * p - 1})
+            values.insert(values.end(), {v, -v});
+    }
+    for (const std::int64_t v : values) {
+        char expected[24];
+        const auto end = std::to_chars(expected, expected + sizeof expected, v).ptr;
+        ASSERT_EQ(tarsion::format_int64(v), std::string(expected, end)) << v;
+    }
+    std::string out = "n=";
+    tarsion::append_int64(out, -10);
+    EXPECT_EQ(out, "n=-10");
+}
+
+TEST(JsonWriterLayout, CompactAndIndentedByFourSpaces)
+{
+    json_node root;
+    ASSERT_TRUE(tarsion::parse_json(R"({"a":[1,"x",{}],"b":{"c":[]},"d":{"e":null}})", root));
+    EXPECT_EQ(compact(root), R"({"a":[1,"x",{}],"b":{"c":[]},"d":{"e":null}})");
+    std::string pretty;
+    tarsion::write_json(root, pretty, true);
+    EXPECT_EQ(
+        pretty,
+        "{\n    \"a\": [\n        1,\n        \"x\",\n        {}\n    ],\n    \"b\": {\n        \"c\": []\n"
+        "    },\n    \"d\": {\n        \"e\": null\n    }\n}");
+    for (const auto& [array, object, text] :
+         {std::tuple{true, false, "[]"}, {false, true, "{}"}, {false, false, "\"\""}}) {
+        json_node empty;
+        empty.is_array = array;
+        empty.is_object = object;
+        EXPECT_EQ(compact(empty), text);
+    }
+}
+
+} // namespace
