@@ -1,45 +1,17 @@
 #include "transport_fixture.h"
 
+#include <cstdint>
+
+#ifdef __linux__
+#include <sys/syscall.h>
+#include <unistd.h>
+#endif
+
 #include <QCoreApplication>
 #include <QElapsedTimer>
-#include <QHostAddress>
-#include <QTcpSocket>
+#include <QFile>
 
 namespace QuorvelTest {
-void TransportTest::SetUp()
-{
-    ASSERT_NE(server.start(), 0);
-    service = std::make_unique<QuorvelSdk::QtHttpNetworkService>();
-    transport = std::make_unique<QuorvelSdk::QtHttpTransport>(service.get());
-}
-
-std::string TransportTest::url(const std::string& path) const
-{
-    return server.baseUrl().toStdString() + path;
-}
-
-Exchange TransportTest::send(const std::string& verb, const std::string& target,
-                             const tarsion::http::header_list& headers, tarsion::http::http_base::body* body,
-                             bool disableRedirects)
-{
-    auto* t = transport.get();
-    std::optional<Exchange> done = runOffThread<Exchange>(
-        [&] {
-            Exchange e;
-            e.result = t->send(verb, target, headers, body, disableRedirects, 0, e.response);
-            return e;
-        },
-        [this] { service.reset(); });
-    return done.value_or(Exchange{});
-}
-
-Exchange TransportTest::sendText(const std::string& verb, const std::string& path, const std::string& text,
-                                 const tarsion::http::header_list& headers)
-{
-    tarsion::http::string_body::factory factory(text);
-    auto body = factory.create_body();
-    return send(verb, url(path), headers, body.get());
-}
 
 bool waitUntil(const std::function<bool()>& done)
 {
@@ -53,23 +25,24 @@ bool waitUntil(const std::function<bool()>& done)
     return true;
 }
 
-quint16 SilentServer::start()
+#ifdef __linux__
+long currentThreadId()
 {
-    return listen(QHostAddress::LocalHost, 0) ? serverPort() : 0;
+    return long(::syscall(SYS_gettid));
 }
 
-int SilentServer::accepted() const
+bool waitsInside(long tid, const void* object, std::size_t size)
 {
-    QMutexLocker locker(&m_lock);
-    return m_accepted;
+    // "<number> <arg1> ..." while the thread is in a system call.
+    QFile file(QStringLiteral("/proc/self/task/%1/syscall").arg(tid));
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    const QList<QByteArray> fields = file.readAll().simplified().split(' ');
+    bool ok = fields.size() > 1 && fields[0].toLong() == SYS_futex;
+    const auto address = ok ? fields[1].toULongLong(&ok, 16) : 0;
+    const auto begin = reinterpret_cast<std::uintptr_t>(object);
+    return ok && address >= begin && address < begin + size;
 }
-
-void SilentServer::incomingConnection(qintptr handle)
-{
-    auto* socket = new QTcpSocket(this);
-    socket->setSocketDescriptor(handle);
-    QMutexLocker locker(&m_lock);
-    ++m_accepted;
-}
+#endif
 
 } // namespace QuorvelTest
