@@ -1,123 +1,65 @@
 #include "EmulatorHarness.h"
+#include "TokenStore.h"
 
 #include <gtest/gtest.h>
 
 namespace QuorvelEmulatorTest {
 namespace {
 
-const QByteArray kGoodForm = "grant_type=client_credentials&client_id=demo-client&client_secret=demo-secret";
+using QuorvelEmulator::TokenStore;
+using enum QuorvelEmulator::TokenStore::Check;
 
-QJsonObject object(const Reply& reply)
+// The clock stands still, so "at the expiry instant" is exact: a token is
+// valid strictly before its expiry, and one expired now is expired now.
+TEST(EmulatorTokenStore, ATokenIsExpiredAtItsExpiryInstant)
 {
-    return reply.json().object();
+    qint64 now = 5000;
+    TokenStore store([&now] { return now; });
+    const QByteArray lived = store.issue(2);
+    const QByteArray cut = store.issue(2);
+    const QByteArray all = store.issue(2);
+    EXPECT_EQ(store.check("never-issued"), Unknown);
+
+    EXPECT_TRUE(store.expire(cut));
+    EXPECT_EQ(store.check(cut), Expired);
+    EXPECT_EQ(store.check(lived), Valid);
+    now = 6999;
+    EXPECT_EQ(store.check(lived), Valid);
+    store.expireAll();
+    EXPECT_EQ(store.check(all), Expired);
+    now = 7000;
+    EXPECT_EQ(store.check(lived), Expired);
+    EXPECT_FALSE(store.expire("never-issued"));
 }
 
-TEST(EmulatorToken, IssuesDistinctBearerTokensForClientCredentials)
-{
-    EmulatorHarness emulator;
-    const Reply first = emulator.requestToken(kGoodForm);
-    const Reply second = emulator.requestToken(kGoodForm);
-
-    ASSERT_EQ(first.status, 200) << first.body.toStdString();
-    EXPECT_EQ(first.header("Content-Type"), "application/json");
-    EXPECT_EQ(first.header("Cache-Control"), "no-store");
-    EXPECT_EQ(object(first).value(QLatin1String("token_type")).toString(), QStringLiteral("Bearer"));
-    EXPECT_EQ(object(first).value(QLatin1String("expires_in")).toInteger(), 3600);
-    const QString token = object(first).value(QLatin1String("access_token")).toString();
-    EXPECT_GE(token.size(), 40);
-    EXPECT_NE(token, object(second).value(QLatin1String("access_token")).toString());
-
-    const Reply answered = emulator.query(QStringLiteral("demo"), kDutyChannelQuery, token.toLatin1());
-    EXPECT_EQ(answered.status, 200);
-}
-
-TEST(EmulatorToken, UsesConfiguredClientAndLifetime)
+TEST(EmulatorToken, IssuesBearerTokensToTheConfiguredClientOnly)
 {
     QuorvelEmulator::TokenSettings settings;
     settings.clientId = QStringLiteral("e2e client");
     settings.clientSecret = QStringLiteral("s3cr&t");
     settings.lifetimeSeconds = 90;
-    EmulatorHarness emulator(shippedData(), settings);
+    EmulatorHarness emulator(settings);
+    const QByteArray basic = "Basic " + QByteArray("e2e client:s3cr&t").toBase64();
 
     // Form encoding: the blank as '+', the ampersand percent-encoded.
-    const Reply reply =
+    const Reply issued =
         emulator.requestToken("grant_type=client_credentials&client_id=e2e+client&client_secret=s3cr%26t");
+    const Reply again = emulator.requestToken("grant_type=client_credentials", {{"Authorization", basic}});
 
-    ASSERT_EQ(reply.status, 200) << reply.body.toStdString();
-    EXPECT_EQ(object(reply).value(QLatin1String("expires_in")).toInteger(), 90);
-    EXPECT_EQ(emulator.requestToken(kGoodForm).status, 401);
-}
+    ASSERT_EQ(issued.status, 200) << issued.body.toStdString();
+    const QJsonObject token = issued.json().object();
+    EXPECT_EQ(token.value("token_type"), "Bearer");
+    EXPECT_EQ(token.value("expires_in").toInteger(), 90);
+    ASSERT_EQ(again.status, 200);
+    EXPECT_NE(again.json().object().value("access_token"), token.value("access_token"));
+    EXPECT_EQ(emulator.query("Bearer " + token.value("access_token").toString().toLatin1()).status, 200);
 
-TEST(EmulatorToken, AcceptsClientCredentialsAsBasicAuthentication)
-{
-    EmulatorHarness emulator;
-    const Reply reply = emulator.requestToken(
-        "grant_type=client_credentials",
-        {{"Authorization", "Basic " + QByteArray("demo-client:demo-secret").toBase64()}});
-
-    ASSERT_EQ(reply.status, 200) << reply.body.toStdString();
-    EXPECT_FALSE(object(reply).value(QLatin1String("access_token")).toString().isEmpty());
-}
-
-TEST(EmulatorToken, RefusesAWrongClientWith401InvalidClient)
-{
-    EmulatorHarness emulator;
-    const Reply wrongSecret =
-        emulator.requestToken("grant_type=client_credentials&client_id=demo-client&client_secret=guess");
-    const Reply wrongBasic =
-        emulator.requestToken("grant_type=client_credentials",
-                              {{"Authorization", "Basic " + QByteArray("intruder:demo-secret").toBase64()}});
-    const Reply noClient = emulator.requestToken("grant_type=client_credentials");
-
-    for (const Reply& reply : {wrongSecret, wrongBasic, noClient}) {
-        EXPECT_EQ(reply.status, 401);
-        EXPECT_EQ(object(reply).value(QLatin1String("error")).toString(), QStringLiteral("invalid_client"));
-        EXPECT_FALSE(object(reply).contains(QLatin1String("access_token")));
+    for (const Reply& refused :
+         {emulator.requestToken(kDemoForm), emulator.requestToken("grant_type=client_credentials")}) {
+        EXPECT_EQ(refused.status, 401);
+        EXPECT_EQ(refused.json().object().value("error"), "invalid_client");
+        EXPECT_FALSE(refused.body.contains("access_token"));
     }
-    EXPECT_EQ(wrongBasic.header("WWW-Authenticate"), "Basic realm=\"quorvel-emulator\"");
-}
-
-TEST(EmulatorToken, RefusesOtherGrantTypesWith400)
-{
-    EmulatorHarness emulator;
-    const Reply password =
-        emulator.requestToken("grant_type=password&client_id=demo-client&client_secret=demo-secret");
-    const Reply none = emulator.requestToken("client_id=demo-client&client_secret=demo-secret");
-
-    EXPECT_EQ(password.status, 400);
-    EXPECT_EQ(object(password).value(QLatin1String("error")).toString(),
-              QStringLiteral("unsupported_grant_type"));
-    EXPECT_EQ(none.status, 400);
-    EXPECT_EQ(object(none).value(QLatin1String("error")).toString(), QStringLiteral("invalid_request"));
-}
-
-TEST(EmulatorToken, TokenIsRefusedOnceItsLifetimeHasPassed)
-{
-    EmulatorHarness emulator;
-    const QByteArray token = emulator.token();
-
-    emulator.advanceClock(3600 * 1000 - 1);
-    EXPECT_EQ(emulator.query(QStringLiteral("demo"), kDutyChannelQuery, token).status, 200);
-
-    emulator.advanceClock(1);
-    const Reply expired = emulator.query(QStringLiteral("demo"), kDutyChannelQuery, token);
-    EXPECT_EQ(expired.status, 401);
-    EXPECT_EQ(expired.message(), QStringLiteral("Access token expired"));
-    EXPECT_EQ(emulator.query(QStringLiteral("demo"), kDutyChannelQuery, emulator.token()).status, 200);
-}
-
-TEST(EmulatorToken, ExpireTokensEndpointEndsEveryIssuedToken)
-{
-    EmulatorHarness emulator;
-    const QByteArray first = emulator.token();
-    const QByteArray second = emulator.token();
-
-    const Reply expired = emulator.send("POST", QStringLiteral("/_emulator/expire-tokens"));
-    ASSERT_EQ(expired.status, 200);
-
-    EXPECT_EQ(emulator.query(QStringLiteral("demo"), kDutyChannelQuery, first).status, 401);
-    EXPECT_EQ(emulator.query(QStringLiteral("demo"), kDutyChannelQuery, second).status, 401);
-    EXPECT_EQ(emulator.query(QStringLiteral("demo"), kDutyChannelQuery, emulator.token()).status, 200);
 }
 
 } // namespace
