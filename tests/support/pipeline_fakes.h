@@ -16,8 +16,8 @@
 
 namespace tarsion::testing {
 
-// Hands out one token and answers every renewal from a fixed answer, keeping
-// what it was asked. Calls may come from several threads.
+// Hands out one token and answers every renewal from a fixed answer. Calls
+// may come from several threads: nothing changes after construction.
 class fake_token_factory : public token_factory
 {
 public:
@@ -27,38 +27,12 @@ public:
     {
     }
 
-    std::string get_token() override
-    {
-        std::lock_guard guard(lock_);
-        ++get_calls_;
-        return token_;
-    }
-
-    expected<std::string> refresh_token(const std::string& failed_token) override
-    {
-        std::lock_guard guard(lock_);
-        refreshed_from_.push_back(failed_token);
-        return renewal_;
-    }
-
-    int get_calls() const
-    {
-        std::lock_guard guard(lock_);
-        return get_calls_;
-    }
-
-    std::vector<std::string> refreshed_from() const
-    {
-        std::lock_guard guard(lock_);
-        return refreshed_from_;
-    }
+    std::string get_token() override { return token_; }
+    expected<std::string> refresh_token(const std::string&) override { return renewal_; }
 
 private:
-    mutable std::mutex lock_;
-    std::string token_;
-    expected<std::string> renewal_;
-    int get_calls_ = 0;
-    std::vector<std::string> refreshed_from_;
+    const std::string token_;
+    const expected<std::string> renewal_;
 };
 
 struct log_line
