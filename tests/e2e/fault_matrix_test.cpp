@@ -44,8 +44,9 @@ const FaultRow kRows[] = {
     {"ResolvesTheDutyChannel", {}},
     // A 401 renews the token once and re-sends, even a POST.
     {"ExpiredTokenIsRenewedAndTheQueryResent", R"({"kind":"expire"})", nullptr, 0, {}, 2, 2},
-    {"Unauthorized401AfterRenewalIsAuth", R"({"kind":"status","status":401,"body":"no","times":2})", "Auth",
-     401, "no", 2, 2},
+    {"Unauthorized401AfterRenewalIsAuth",
+     R"({"kind":"status","status":401,"body":"token rejected","times":2})", "Auth", 401, "token rejected", 2,
+     2},
     // The token endpoint lets the sign-in through ("after":1), not the renewal.
     {"Unauthorized401WithTokenEndpoint503",
      R"([{"kind":"expire"},{"kind":"status","status":503,"target":"token","after":1,"times":-1}])", "Network",
@@ -61,8 +62,8 @@ const FaultRow kRows[] = {
     // The service's own error shape reaches the view as the whole body.
     {"Unprocessable422WithJsonBody", R"({"kind":"status","status":422})", "Validation", 422,
      R"({"message":"Injected fault: HTTP 422"})"},
-    {"TooManyRequests429WithRetryAfter5", R"({"kind":"status","status":429,"body":"slow","retryAfter":"5"})",
-     "Unknown", 429, "slow"},
+    {"TooManyRequests429WithRetryAfter5",
+     R"({"kind":"status","status":429,"body":"slow down","retryAfter":"5"})", "Unknown", 429, "slow down"},
     {"InternalServerError500", R"({"kind":"status","status":500,"body":"boom"})", "ServerError", 500, "boom"},
     {"ServiceUnavailableIsServerErrorSentOnce",
      R"({"kind":"status","status":503,"body":"maintenance","retryAfter":"1","times":-1})", "ServerError", 503,
