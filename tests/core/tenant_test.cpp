@@ -19,6 +19,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/every_text.h"
 #include "sdk/core/c_random.h"
 #include "sdk/core/retry_after.h"
 #include "sdk/core/string_body.h"
@@ -328,15 +329,8 @@ TEST(RetryAfterText, IsFromCharsOverTheWholeText)
     std::vector<std::string> texts{"2147483647",  "2147483648",  "-2147483648",
                                    "-2147483649", "99999999999", "Wed, 21 Oct 2015 07:28:00 GMT"};
     texts.push_back(std::string("5\0", 2));
-    const std::string alphabet = "-0169+ \t.ex";
-    for (std::size_t n = 0, count = 1; n <= 4; ++n, count *= alphabet.size()) {
-        for (std::size_t code = 0; code < count; ++code) {
-            std::string text;
-            for (std::size_t c = code, k = 0; k < n; ++k, c /= alphabet.size())
-                text.push_back(alphabet[c % alphabet.size()]);
-            texts.push_back(text);
-        }
-    }
+    for (std::string& text : tarsion::testing::every_text_over("-0169+ \t.ex", 4))
+        texts.push_back(std::move(text));
     for (const std::string& text : texts) {
         std::int32_t value = 0;
         const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);

@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/every_text.h"
 #include "json_test_support.h"
 #include "sdk/json/json_adders.h"
 #include "sdk/json/json_getters.h"
@@ -164,15 +165,8 @@ TEST(JsonTypedValues, ParseInt64IsFromCharsOverTheWholeText)
 {
     std::vector<std::string> texts{"9223372036854775807",  "9223372036854775808",  "-9223372036854775808",
                                    "-9223372036854775809", "18446744073709551616", "00000000000000000000001"};
-    const std::string alphabet = "-019+ .ae";
-    for (std::size_t n = 0, count = 1; n <= 4; ++n, count *= alphabet.size()) {
-        for (std::size_t code = 0; code < count; ++code) {
-            std::string text;
-            for (std::size_t c = code, k = 0; k < n; ++k, c /= alphabet.size())
-                text.push_back(alphabet[c % alphabet.size()]);
-            texts.push_back(text);
-        }
-    }
+    for (std::string& text : tarsion::testing::every_text_over("-019+ .ae", 4))
+        texts.push_back(std::move(text));
     for (const std::string& text : texts) {
         std::int64_t expected = 0;
         const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), expected);
