@@ -29,6 +29,11 @@ constexpr qint32 kTooLarge = QNetworkReply::UnknownContentError;
 // How far Qt's HTTP thread may read a reply ahead of this thread: enough
 // to keep a fast connection busy, small beside any reply size limit.
 constexpr qint64 kReadBufferBytes = 1024 * 1024;
+// Each read of a reply under a read-ahead hands the freed space back to
+// Qt's HTTP thread: one cross-thread post, and a wake-up there. A reply is
+// therefore read as it comes only once half the read-ahead waits, or once
+// it has passed its size limit; the rest is taken when it has finished.
+constexpr qint64 kReadEagerlyFrom = kReadBufferBytes / 2;
 
 // Qt's number for a redirect it will not follow.
 constexpr qint32 kRedirectRefused = QNetworkReply::InsecureRedirectError;
@@ -374,6 +379,10 @@ void QtHttpNetworkService::Worker::readAvailable(QNetworkReply* reply, PendingHt
     if (pending->given_up != 0)
         return;
     const qint64 limit = pending->limits.maxReplyBytes;
+    const qint64 available = reply->bytesAvailable();
+    if (available < kReadEagerlyFrom
+        && available <= limit - static_cast<qint64>(pending->response->body.size()))
+        return;
     if (!readBody(*reply, pending->response->body, limit))
         giveUp(reply, pending, kTooLarge, bodyOverLimit(limit));
 }
@@ -411,6 +420,10 @@ void QtHttpNetworkService::Worker::finishRequest(QNetworkReply* reply, HttpBodyD
     response.headers = {};
     for (const auto& [name, value] : reply->rawHeaderPairs())
         response.headers.append(name.toStdString(), value.toStdString());
+    // All of the reply has come: the read-ahead holds nothing back any more.
+    // Lifted on QNetworkReply alone, which tells Qt's HTTP thread nothing
+    // (it is done), reading the rest hands no freed space back to it.
+    reply->QNetworkReply::setReadBufferSize(0);
     if (pending->given_up == 0 && !readBody(*reply, response.body, pending->limits.maxReplyBytes)) {
         warn(*pending, bodyOverLimit(pending->limits.maxReplyBytes));
         pending->given_up = kTooLarge;
