@@ -431,6 +431,10 @@ void QtHttpNetworkService::Worker::finishRequest(QNetworkReply* reply, HttpBodyD
 
     if (device != nullptr)
         device->detach();
+    // An aborted reply may still emit what Qt's HTTP thread had queued for
+    // it (its headers, a redirect) before it is deleted; `pending` lives on
+    // the sender's stack, which is gone once `done` is released.
+    disconnect(reply, nullptr, this, nullptr);
     active_replies.remove(reply);
     reply->deleteLater();
 
