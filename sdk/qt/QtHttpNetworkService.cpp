@@ -420,9 +420,9 @@ void QtHttpNetworkService::Worker::finishRequest(QNetworkReply* reply, HttpBodyD
     response.headers = {};
     for (const auto& [name, value] : reply->rawHeaderPairs())
         response.headers.append(name.toStdString(), value.toStdString());
-    // All of the reply has come: the read-ahead holds nothing back any more.
-    // Lifted on QNetworkReply alone, which tells Qt's HTTP thread nothing
-    // (it is done), reading the rest hands no freed space back to it.
+    // All of the reply has come, so the read-ahead holds nothing back any
+    // more. Lifted on QNetworkReply alone, it tells Qt's HTTP thread nothing
+    // (that thread is done), and reading the rest hands it no freed space.
     reply->QNetworkReply::setReadBufferSize(0);
     if (pending->given_up == 0 && !readBody(*reply, response.body, pending->limits.maxReplyBytes)) {
         warn(*pending, bodyOverLimit(pending->limits.maxReplyBytes));
