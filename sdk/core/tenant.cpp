@@ -1,5 +1,6 @@
 #include "sdk/core/tenant.h"
 
+#include <algorithm>
 #include <chrono>
 #include <thread>
 
@@ -24,10 +25,14 @@ std::unexpected<error> transport_failure(std::int32_t result)
     return make_error(error_kind::transport, static_cast<std::uint32_t>(result));
 }
 
-// What would let a header end early or forge another one.
+// What would let a header end early or forge another one. Every header of
+// every request is looked at, the token too, so this is a plain scan:
+// find_first_of would search the set of three for each character.
 bool breaks_framing(std::string_view text)
 {
-    return text.find_first_of(std::string_view("\r\n\0", 3)) != std::string_view::npos;
+    return std::ranges::any_of(text, [](char c) {
+        return static_cast<unsigned char>(c) <= '\r' && (c == '\r' || c == '\n' || c == '\0');
+    });
 }
 
 // Never names the value: it may be the token.
