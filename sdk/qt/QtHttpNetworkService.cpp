@@ -252,29 +252,38 @@ void QtHttpNetworkService::Worker::perform(PendingHttpRequest* pending)
     if (device != nullptr)
         device->setParent(reply);
     active_replies.insert(reply, pending);
-    connect(reply, &QNetworkReply::finished, this,
-            [this, reply, device, pending] { finishRequest(reply, device, pending); });
+    onSignal(reply, &QNetworkReply::finished,
+             [this, reply, device](PendingHttpRequest* p) { finishRequest(reply, device, p); });
     watchProgress(reply, pending);
+}
+
+template <typename Signal, typename Handler>
+void QtHttpNetworkService::Worker::onSignal(QNetworkReply* reply, Signal signal, Handler handler)
+{
+    connect(reply, signal, this, [this, reply, handler](const auto&... arguments) {
+        // An aborted reply may still emit what Qt's HTTP thread had queued
+        // for it (its headers, a redirect) before it is deleted. Its exchange
+        // has ended by then, and the exchange's `pending`, on the sender's
+        // stack, may be gone.
+        PendingHttpRequest* pending = active_replies.value(reply);
+        if (pending == nullptr)
+            return;
+        // Every sign of life counts as progress for the inactivity limit.
+        markMoved(pending);
+        handler(pending, arguments...);
+    });
 }
 
 void QtHttpNetworkService::Worker::watchProgress(QNetworkReply* reply, PendingHttpRequest* pending)
 {
     // The body is taken as it comes, so that a reply is stopped as soon as it
-    // passes the limit rather than after it has been read whole. Every sign
-    // of life counts as progress for the inactivity limit.
-    connect(reply, &QNetworkReply::metaDataChanged, this, [this, reply, pending] {
-        markMoved(pending);
-        checkAnnouncedLength(reply, pending);
-    });
-    connect(reply, &QNetworkReply::readyRead, this, [this, reply, pending] {
-        markMoved(pending);
-        readAvailable(reply, pending);
-    });
-    connect(reply, &QNetworkReply::uploadProgress, this, [this, pending] { markMoved(pending); });
-    connect(reply, &QNetworkReply::redirected, this, [this, reply, pending](const QUrl& target) {
-        markMoved(pending);
-        checkRedirect(reply, pending, target);
-    });
+    // passes the limit rather than after it has been read whole.
+    onSignal(reply, &QNetworkReply::metaDataChanged,
+             [this, reply](PendingHttpRequest* p) { checkAnnouncedLength(reply, p); });
+    onSignal(reply, &QNetworkReply::readyRead, [this, reply](PendingHttpRequest* p) { readAvailable(reply, p); });
+    onSignal(reply, &QNetworkReply::uploadProgress, [](PendingHttpRequest*, qint64, qint64) {});
+    onSignal(reply, &QNetworkReply::redirected,
+             [this, reply](PendingHttpRequest* p, const QUrl& target) { checkRedirect(reply, p, target); });
     // Without a read buffer limit, Qt's HTTP thread reads a reply that comes
     // faster than it can hand it over into memory for as long as it keeps
     // coming, before this thread hears of any of it. A limit set on the reply
@@ -431,10 +440,7 @@ void QtHttpNetworkService::Worker::finishRequest(QNetworkReply* reply, HttpBodyD
 
     if (device != nullptr)
         device->detach();
-    // An aborted reply may still emit what Qt's HTTP thread had queued for
-    // it (its headers, a redirect) before it is deleted; `pending` lives on
-    // the sender's stack, which is gone once `done` is released.
-    disconnect(reply, nullptr, this, nullptr);
+    // From here on the reply's late signals find no exchange (onSignal).
     active_replies.remove(reply);
     reply->deleteLater();
 

@@ -47,6 +47,10 @@ public:
         // Ends the exchange with `error`, whatever the reply's own state,
         // warning with `why` unless it is empty (a shutdown is no failure).
         void giveUp(QNetworkReply* reply, PendingHttpRequest* pending, qint32 error, const QString& why);
+        // Calls `handler` with the reply's exchange, and the signal's
+        // arguments, for as long as the exchange is active.
+        template <typename Signal, typename Handler>
+        void onSignal(QNetworkReply* reply, Signal signal, Handler handler);
         void watchProgress(QNetworkReply* reply, PendingHttpRequest* pending);
         void markMoved(PendingHttpRequest* pending);
         void watchInactivity(int limitMs);
