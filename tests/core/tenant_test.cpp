@@ -217,6 +217,9 @@ INSTANTIATE_TEST_SUITE_P(
             std::string("x\r\nGET / HTTP/1.1")),
         row("NulInACallersValue", {reply(200)}, "0 sends, waits: E4/0 Header \"X-A\"" + kUnsafe, "GET", "tok",
             std::string("tok"), {{"X-A", std::string("a\0b", 3)}}),
+        row("CarriageReturnAloneInACallersValue", {reply(200)},
+            "0 sends, waits: E4/0 Header \"X-A\"" + kUnsafe, "GET", "tok", std::string("tok"),
+            {{"X-A", "a\rb"}}),
         row("LineFeedInACallersName", {reply(200)}, "0 sends, waits: E4/0 A header name" + kUnsafe, "GET",
             "tok", std::string("tok"), {{"X-A\nB", "1"}})),
     [](const auto& info) { return std::string(info.param.name); });
