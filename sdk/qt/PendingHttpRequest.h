@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <optional>
 #include <utility>
 
 #include <QByteArray>
@@ -9,7 +10,6 @@
 #include <QSemaphore>
 #include <QUrl>
 
-#include "sdk/core/http_base.h"
 #include "sdk/core/http_response.h"
 #include "sdk/qt/HttpLimits.h"
 
@@ -23,10 +23,8 @@ struct PendingHttpRequest
     QByteArray verb;
     QUrl url;
     QList<std::pair<QByteArray, QByteArray>> headers;
-    // Owned by the sender; read on the network thread while the sender waits.
-    tarsion::http::http_base::body* body = nullptr;
-    // -1 when unknown.
-    qint64 content_length = -1;
+    // Read whole on the sender's thread; none for a request without a body.
+    std::optional<QByteArray> body;
     bool disable_redirects = false;
     // The sending chain's cancellation, if it has one (ExchangeCancellation).
     const std::atomic<bool>* cancelled = nullptr;

@@ -14,8 +14,6 @@
 
 #include <qtHelpers/Logger.h>
 
-#include "sdk/qt/HttpBodyDevice.h"
-
 namespace QuorvelSdk {
 namespace {
 
@@ -234,26 +232,21 @@ void QtHttpNetworkService::Worker::perform(PendingHttpRequest* pending)
         if (!name.isEmpty())
             request.setRawHeader(name, value);
     }
-    if (pending->content_length > 0 && !request.hasRawHeader("Content-Length"))
-        request.setHeader(QNetworkRequest::ContentLengthHeader, pending->content_length);
+    const bool hasBody = pending->body.has_value() && !pending->body->isEmpty();
+    if (hasBody && !request.hasRawHeader("Content-Length"))
+        request.setHeader(QNetworkRequest::ContentLengthHeader, pending->body->size());
 
-    HttpBodyDevice* device = nullptr;
-    if (pending->body != nullptr && pending->content_length != 0)
-        device = new HttpBodyDevice(pending->body, pending->content_length);
-
-    QNetworkReply* reply = manager->sendCustomRequest(request, pending->verb, device);
+    QNetworkReply* reply = hasBody ? manager->sendCustomRequest(request, pending->verb, *pending->body)
+                                   : manager->sendCustomRequest(request, pending->verb);
     if (reply == nullptr) {
         warn(*pending, QStringLiteral("sendCustomRequest returned null for"));
-        delete device;
         pending->result = kUnknownProtocol;
         pending->done.release();
         return;
     }
-    if (device != nullptr)
-        device->setParent(reply);
     active_replies.insert(reply, pending);
     onSignal(reply, &QNetworkReply::finished,
-             [this, reply, device](PendingHttpRequest* p) { finishRequest(reply, device, p); });
+             [this, reply](PendingHttpRequest* p) { finishRequest(reply, p); });
     watchProgress(reply, pending);
 }
 
@@ -280,28 +273,24 @@ void QtHttpNetworkService::Worker::watchProgress(QNetworkReply* reply, PendingHt
     // passes the limit rather than after it has been read whole.
     onSignal(reply, &QNetworkReply::metaDataChanged,
              [this, reply](PendingHttpRequest* p) { checkAnnouncedLength(reply, p); });
-    onSignal(reply, &QNetworkReply::readyRead, [this, reply](PendingHttpRequest* p) { readAvailable(reply, p); });
+    onSignal(reply, &QNetworkReply::readyRead,
+             [this, reply](PendingHttpRequest* p) { readAvailable(reply, p); });
     onSignal(reply, &QNetworkReply::uploadProgress, [](PendingHttpRequest*, qint64, qint64) {});
     onSignal(reply, &QNetworkReply::redirected,
              [this, reply](PendingHttpRequest* p, const QUrl& target) { checkRedirect(reply, p, target); });
     // Without a read buffer limit, Qt's HTTP thread reads a reply that comes
     // faster than it can hand it over into memory for as long as it keeps
     // coming, before this thread hears of any of it. A limit set on the reply
-    // only reaches that thread if the request has already started there,
-    // and Qt starts it at once, one turn of this thread's loop later, or,
-    // for a body it first buffers, two turns later. Set at each of those
-    // moments, the limit is queued to the HTTP thread right behind the start
+    // only reaches that thread if the request has already started there. Qt
+    // starts a request without a body at once, and one with a body of bytes
+    // one turn of this thread's loop later, from an event posted to the
+    // reply. Set now, and once more from an event posted to the reply behind
+    // that one, the limit is queued to the HTTP thread right behind the start
     // of the request, and so always before the first byte of the answer;
     // before the start it costs nothing, there being nobody to tell.
     const auto limit = [reply] { reply->setReadBufferSize(kReadBufferBytes); };
     limit();
-    QMetaObject::invokeMethod(
-        reply,
-        [reply, limit] {
-            limit();
-            QMetaObject::invokeMethod(reply, limit, Qt::QueuedConnection);
-        },
-        Qt::QueuedConnection);
+    QMetaObject::invokeMethod(reply, limit, Qt::QueuedConnection);
     markMoved(pending);
     watchInactivity(pending->limits.inactivityTimeoutMs);
 }
@@ -408,8 +397,7 @@ void QtHttpNetworkService::Worker::giveUp(QNetworkReply* reply, PendingHttpReque
     reply->abort();
 }
 
-void QtHttpNetworkService::Worker::finishRequest(QNetworkReply* reply, HttpBodyDevice* device,
-                                                 PendingHttpRequest* pending)
+void QtHttpNetworkService::Worker::finishRequest(QNetworkReply* reply, PendingHttpRequest* pending)
 {
     ReleaseOnExit release(pending->done);
     // Written last, before the sender is released (destructors run in
@@ -438,8 +426,6 @@ void QtHttpNetworkService::Worker::finishRequest(QNetworkReply* reply, HttpBodyD
         pending->given_up = kTooLarge;
     }
 
-    if (device != nullptr)
-        device->detach();
     // From here on the reply's late signals find no exchange (onSignal).
     active_replies.remove(reply);
     reply->deleteLater();

@@ -15,8 +15,6 @@ class QTimer;
 
 namespace QuorvelSdk {
 
-class HttpBodyDevice;
-
 // Runs every HTTP exchange on one thread of its own ("QuorvelSdk-Net"), where
 // Qt's network access manager lives, and hands each result back to the
 // thread that asked for it. A sender blocks until its exchange is over:
@@ -32,7 +30,7 @@ public:
     {
     public:
         void perform(PendingHttpRequest* pending);
-        void finishRequest(QNetworkReply* reply, HttpBodyDevice* device, PendingHttpRequest* pending);
+        void finishRequest(QNetworkReply* reply, PendingHttpRequest* pending);
         // Aborts every active reply and returns once all have finished.
         void shutdown();
         // Aborts the active replies whose chain has been cancelled.

@@ -1,6 +1,11 @@
 // The Qt transport against a real loopback server: which redirects it
-// follows, how it limits a reply, and that it keeps no cookies. The rest of
-// what goes out and comes back is decided by the end-to-end suite.
+// follows, how it sends a body, how it limits a reply, and that it keeps no
+// cookies. The rest of what goes out and comes back is decided by the
+// end-to-end suite.
+#include <algorithm>
+#include <cstring>
+#include <optional>
+
 #include <QNetworkReply>
 
 #include "sdk/core/string_body.h"
@@ -29,11 +34,17 @@ protected:
     {
         tarsion::http::string_body::factory factory(text);
         auto body = text.empty() ? nullptr : factory.create_body();
+        return send(verb, path, body.get(), disableRedirects);
+    }
+
+    Exchange send(const std::string& verb, const std::string& path, tarsion::http::http_base::body* body,
+                  bool disableRedirects = false)
+    {
         const std::string url = server.baseUrl().toStdString() + path;
         return runOffThread<Exchange>(
                    [&] {
                        Exchange e;
-                       e.result = transport.send(verb, url, {{"Authorization", "Bearer secret"}}, body.get(),
+                       e.result = transport.send(verb, url, {{"Authorization", "Bearer secret"}}, body,
                                                  disableRedirects, 0, e.response);
                        return e;
                    },
@@ -116,6 +127,97 @@ TEST_P(RedirectPolicy, FollowsOnlyWithinTheOriginAndTheVerb)
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, RedirectPolicy, ::testing::ValuesIn(kRedirectRows),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+// A body as another user of the SDK might write one: read in pieces of its
+// own size, with a length it may not know or may get wrong, and a read that
+// may fail halfway.
+class PiecewiseBody final : public tarsion::http::http_base::body
+{
+public:
+    PiecewiseBody(std::string text, std::optional<std::uint64_t> announced, std::size_t piece, bool fails)
+        : m_text(std::move(text))
+        , m_announced(announced)
+        , m_piece(piece)
+        , m_fails(fails)
+    {
+    }
+
+    bool size(std::uint64_t& length) const override
+    {
+        length = m_announced.value_or(0);
+        return m_announced.has_value();
+    }
+
+    bool read(char* buffer, std::uint64_t capacity, std::uint64_t& count) override
+    {
+        if (m_fails && m_at > 0)
+            return false;
+        count = std::min<std::uint64_t>({capacity, m_piece, m_text.size() - m_at});
+        std::memcpy(buffer, m_text.data() + m_at, count);
+        m_at += count;
+        return true;
+    }
+
+private:
+    std::string m_text;
+    std::optional<std::uint64_t> m_announced;
+    std::size_t m_piece;
+    bool m_fails;
+    std::size_t m_at = 0;
+};
+
+struct BodyRow
+{
+    const char* name;
+    std::size_t length;
+    std::optional<std::uint64_t> announced;
+    std::size_t piece;
+    bool fails;
+    bool sent;
+};
+
+void PrintTo(const BodyRow& row, std::ostream* out)
+{
+    *out << row.name;
+}
+
+// A body is read whole before anything is sent: a body that cannot be read,
+// or that ends elsewhere than it said, never reaches the server in part.
+const BodyRow kBodyRows[] = {
+    {"UnknownLengthInPiecesSmallerThanAProbe", 10000, std::nullopt, 3000, false, true},
+    {"UnknownLengthInOneRead", 10000, std::nullopt, 1 << 20, false, true},
+    {"KnownLengthInPieces", 10000, 10000, 999, false, true},
+    {"ShorterThanAnnounced", 5000, 6000, 1 << 20, false, false},
+    {"LongerThanAnnounced", 6000, 5000, 1 << 20, false, false},
+    {"AnnouncesFarMoreThanItHolds", 100, std::uint64_t{1} << 62, 1 << 20, false, false},
+    {"ReadFailsHalfway", 10000, 10000, 4000, true, false},
+};
+
+class RequestBody : public TransportTest, public ::testing::WithParamInterface<BodyRow>
+{
+};
+
+TEST_P(RequestBody, IsSentWholeOrNotAtAll)
+{
+    const BodyRow& row = GetParam();
+    std::string text(row.length, '\0');
+    for (std::size_t i = 0; i < text.size(); ++i)
+        text[i] = static_cast<char>(i % 251);
+    PiecewiseBody body(text, row.announced, row.piece, row.fails);
+    const Exchange exchange = send("POST", "/body", &body);
+    if (!row.sent) {
+        EXPECT_EQ(exchange.result, QNetworkReply::UnknownContentError);
+        EXPECT_TRUE(server.received().isEmpty());
+        return;
+    }
+    EXPECT_EQ(exchange.result, 0);
+    ASSERT_EQ(server.received().size(), 1);
+    EXPECT_EQ(server.received().at(0).body, QByteArray::fromStdString(text));
+    EXPECT_EQ(server.received().at(0).header("Content-Length"), QByteArray::number(qsizetype(row.length)));
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, RequestBody, ::testing::ValuesIn(kBodyRows),
                          [](const auto& info) { return std::string(info.param.name); });
 
 using TransportReply = TransportTest;
