@@ -27,34 +27,18 @@
 #include "sdk/json/json_reader.h"
 #include "sdk/json/json_writer.h"
 #include "sdk/json/unicode_escapes.h"
+#include "support/json_trees.h"
 
 namespace {
 
 using tarsion::json_node;
 
-std::string written(const json_node& node, bool pretty)
-{
-    std::string out = "stale";
-    tarsion::write_json(node, out, pretty);
-    return out;
-}
+using json_trees::written;
 
-// Equal content and parent links that point at the node holding each child.
+// Equal content, and parent links that point at the node holding each child.
 bool same_tree(const json_node& a, const json_node& b)
 {
-    std::vector<std::pair<const json_node*, const json_node*>> pending{{&a, &b}};
-    while (!pending.empty()) {
-        const auto [x, y] = pending.back();
-        pending.pop_back();
-        if (x->key != y->key || x->value != y->value || x->quoted != y->quoted || x->is_array != y->is_array
-            || x->is_object != y->is_object || x->children.size() != y->children.size())
-            return false;
-        for (std::size_t i = 0; i < x->children.size(); ++i) {
-            FUZZ_CHECK(y->children[i].parent == y, "every child points at the node that holds it");
-            pending.emplace_back(&x->children[i], &y->children[i]);
-        }
-    }
-    return true;
+    return json_trees::first_difference(a, b).empty();
 }
 
 // The writer leaves out empty keys and writes an unquoted value as it

@@ -12,7 +12,7 @@
 #include <pthread.h>
 
 #include "sdk/json/json_node.h"
-#include "sdk/json/json_writer.h"
+#include "support/json_trees.h"
 
 namespace json_test {
 
@@ -20,31 +20,17 @@ using tarsion::json_node;
 
 inline std::string compact(const json_node& root)
 {
-    std::string out = "stale";
-    tarsion::write_json(root, out, false);
-    return out;
+    return json_trees::written(root);
 }
 
-// Equal content, and in `actual` (a root) every child points at the node
-// holding it. Iterative, because the trees under test may be far deeper than
-// any stack.
+// Equal content, parent links that hold, and `actual` a root.
 inline testing::AssertionResult same_tree(const json_node& expected, const json_node& actual)
 {
     if (actual.parent != nullptr)
         return testing::AssertionFailure() << "the root has a parent";
-    std::vector<std::pair<const json_node*, const json_node*>> pending{{&expected, &actual}};
-    while (!pending.empty()) {
-        const auto [e, a] = pending.back();
-        pending.pop_back();
-        if (e->key != a->key || e->value != a->value || e->quoted != a->quoted || e->is_array != a->is_array
-            || e->is_object != a->is_object || e->children.size() != a->children.size())
-            return testing::AssertionFailure() << "\"" << e->key << "\":\"" << e->value << "\" differs";
-        for (std::size_t i = 0; i < e->children.size(); ++i) {
-            if (a->children[i].parent != a)
-                return testing::AssertionFailure() << "\"" << a->children[i].key << "\" has a wrong parent";
-            pending.emplace_back(&e->children[i], &a->children[i]);
-        }
-    }
+    const std::string difference = json_trees::first_difference(expected, actual);
+    if (!difference.empty())
+        return testing::AssertionFailure() << difference;
     return testing::AssertionSuccess();
 }
 
