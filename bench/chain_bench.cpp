@@ -10,7 +10,12 @@
 // sections alone keep a QCoreApplication, the harness they were first
 // measured with, so that their figures stay comparable across versions.
 //
-//   quorvel_chain_bench [--samples N] [--quick] [--only latency|throughput|ui|large]
+//   quorvel_chain_bench [--samples N] [--quick] [--only latency|throughput|ui|large] [--pin]
+//
+// --pin keeps this process on one CPU and the emulator on another (Linux):
+// client and service then never take turns on a core, throughput is bound
+// by the client's own work, and figures move a quarter as much from run to
+// run on a two-core machine.
 //
 // Prints Markdown tables on stdout; progress goes to stderr.
 #include <algorithm>
@@ -22,6 +27,7 @@
 #include <vector>
 
 #include <malloc.h>
+#include <sched.h>
 
 #include <QApplication>
 #include <QCoreApplication>
@@ -151,14 +157,40 @@ bool spinUntil(const std::function<bool()>& done, int limitMs = kWatchdogMs)
     return done();
 }
 
+// The first two CPUs this process may run on, or -1 for each it lacks.
+std::pair<int, int> twoCpus()
+{
+    cpu_set_t allowed;
+    CPU_ZERO(&allowed);
+    std::pair<int, int> cpus{-1, -1};
+    if (sched_getaffinity(0, sizeof allowed, &allowed) != 0)
+        return cpus;
+    for (int cpu = 0; cpu < CPU_SETSIZE && cpus.second < 0; ++cpu) {
+        if (CPU_ISSET(cpu, &allowed))
+            (cpus.first < 0 ? cpus.first : cpus.second) = cpu;
+    }
+    return cpus;
+}
+
+bool pinTo(int cpu)
+{
+    cpu_set_t only;
+    CPU_ZERO(&only);
+    CPU_SET(cpu, &only);
+    return sched_setaffinity(0, sizeof only, &only) == 0;
+}
+
 class Emulator
 {
 public:
-    bool start()
+    // `cpu` >= 0: the emulator runs on that CPU alone.
+    bool start(int cpu)
     {
         m_manager.setProxy(QNetworkProxy::NoProxy);
         // Its request log would otherwise fill a pipe nobody reads.
         m_process.process().setStandardErrorFile(QProcess::nullDevice());
+        if (cpu >= 0)
+            m_process.process().setChildProcessModifier([cpu] { pinTo(cpu); });
         if (!m_process.start())
             return false;
         m_port = m_process.port();
@@ -506,6 +538,14 @@ int main(int argc, char** argv)
     if (const qsizetype at = args.indexOf(QStringLiteral("--only")); at >= 0 && at + 1 < args.size())
         only = args.at(at + 1);
     const auto wanted = [&](const char* section) { return only.isEmpty() || only == QLatin1String(section); };
+    // Before any thread starts, so that every thread of this process stays
+    // on the first CPU.
+    const auto [clientCpu, emulatorCpu] = twoCpus();
+    const bool pinned = args.contains(QStringLiteral("--pin"));
+    if (pinned && (emulatorCpu < 0 || !pinTo(clientCpu))) {
+        std::fprintf(stderr, "quorvel_chain_bench: --pin needs two CPUs this process may use\n");
+        return 2;
+    }
 
     // A widget needs a QApplication, and a headless run needs a platform
     // that draws into memory.
@@ -519,7 +559,7 @@ int main(int argc, char** argv)
     }
 
     Emulator emulator;
-    if (!emulator.start()) {
+    if (!emulator.start(pinned ? emulatorCpu : -1)) {
         std::fprintf(stderr, "quorvel_chain_bench: the emulator did not start or issued no token\n");
         return 1;
     }
@@ -549,7 +589,10 @@ int main(int argc, char** argv)
     Bench bench{emulator, *adapter, raw, handOffs};
 
     std::printf("# quorvel_chain_bench\n\n");
-    std::printf("samples %d, adapter threads 4, emulator in a child process on 127.0.0.1\n\n", samples);
+    std::printf("samples %d, adapter threads 4, emulator in a child process on 127.0.0.1\n", samples);
+    if (pinned)
+        std::printf("pinned: this process on CPU %d, the emulator on CPU %d\n", clientCpu, emulatorCpu);
+    std::printf("\n");
 
     // --- Resolution latency, alternating so that drift hits both alike.
     if (wanted("latency")) {
