@@ -1,6 +1,8 @@
 #pragma once
 
+#include <charconv>
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,6 +23,18 @@ inline std::vector<std::string> every_text_over(std::string_view alphabet, std::
         }
     }
     return texts;
+}
+
+// What std::from_chars reads from the whole of `text`, or nothing when it
+// stops short or fails: the reference the integer parsers are held to.
+template <class Integer>
+std::optional<Integer> from_chars_whole(const std::string& text)
+{
+    Integer value{};
+    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (ec != std::errc() || end != text.data() + text.size())
+        return std::nullopt;
+    return value;
 }
 
 } // namespace tarsion::testing
