@@ -214,8 +214,12 @@ void QtHttpNetworkService::Worker::perform(PendingHttpRequest* pending)
         pending->done.release();
         return;
     }
-    if (manager == nullptr)
+    if (manager == nullptr) {
         manager = new QNetworkAccessManager(this);
+        // Started with the first exchange, not with the first inactivity
+        // limit: every exchange is stamped on it from its start on.
+        clock.start();
+    }
 
     QNetworkRequest request(pending->url);
     // Every redirect is looked at before it is followed (checkRedirect): the
@@ -308,7 +312,6 @@ void QtHttpNetworkService::Worker::watchInactivity(int limitMs)
     // of every exchange: it looks often enough to end a stalled exchange
     // within a quarter of its limit.
     if (sweep == nullptr) {
-        clock.start();
         sweep = new QTimer(this);
         connect(sweep, &QTimer::timeout, this, [this] { endStalledExchanges(); });
     }

@@ -6,6 +6,9 @@
 #include <optional>
 
 #include <QNetworkReply>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTimer>
 
 #include "sdk/core/string_body.h"
 #include "support/qt/ScriptedHttpServer.h"
@@ -228,6 +231,35 @@ TEST_F(TransportReply, ABodyOfExactlyTheLimitArrivesWholeAndOneByteMoreIsRefused
     EXPECT_EQ(over.result, QNetworkReply::UnknownContentError);
     EXPECT_EQ(over.response.status, 0u);
     EXPECT_TRUE(over.response.body.empty());
+}
+
+// Inactivity counts from an exchange's start. A GET, which sends nothing
+// after its request, to a new service that answers within the limit but
+// after the network thread has looked for stalled exchanges, is answered.
+TEST_F(TransportReply, AGetAnsweredWithinTheInactivityLimitArrivesOnAFreshService)
+{
+    // Looked at every 500 ms; the answer comes after 800.
+    service->setLimits({64 * 1024, 2000});
+    QTcpServer slow;
+    ASSERT_TRUE(slow.listen(QHostAddress::LocalHost, 0));
+    QObject::connect(&slow, &QTcpServer::newConnection, [&slow] {
+        QTcpSocket* socket = slow.nextPendingConnection();
+        QTimer::singleShot(800, socket, [socket] {
+            socket->write("HTTP/1.1 200 OK\r\nContent-Length: 4\r\nConnection: close\r\n\r\nslow");
+        });
+    });
+    const std::string url = "http://127.0.0.1:" + std::to_string(slow.serverPort()) + "/slow";
+    LogCapture log;
+    const Exchange e = runOffThread<Exchange>(
+                           [&] {
+                               Exchange got;
+                               got.result = transport.send("GET", url, {}, nullptr, false, 0, got.response);
+                               return got;
+                           },
+                           [this] { service.reset(); })
+                           .value_or(Exchange{});
+    EXPECT_EQ(e.result, 0) << log.messages().join('\n').toStdString();
+    EXPECT_EQ(e.response.body, "slow");
 }
 
 TEST_F(TransportReply, CookiesAreNeitherKeptNorSent)
