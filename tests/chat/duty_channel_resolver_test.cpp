@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "chat/ChatKind.h"
 #include "chat/DutyChannelChatResolver.h"
 #include "chat_test_support.h"
 #include "sdk/api/BusinessEntitiesQueryApi.h"
@@ -83,6 +84,21 @@ TEST(ErrorFromSdk, MapsKindFirstThenStatusAndKeepsCodeAndMessage)
         const tarsion::error sdk{row.sdkKind, row.code, "sdk says \xE2\x80\x94 no", {{"X-Id", "1"}}};
         EXPECT_EQ(errorFromSdk(sdk), err(row.kind, "sdk says \xE2\x80\x94 no", qint32(row.code)));
     }
+}
+
+// The names the view prints, one per value in the enumerations' order, and
+// "?" for a value outside them.
+TEST(KindTexts, EveryValueHasItsOwnNameAndAnyOtherAQuestionMark)
+{
+    const QStringList errorKinds{"Network",     "Auth",     "NotFound",       "Conflict", "Validation",
+                                 "ServerError", "Canceled", "NotImplemented", "Unknown",  "?"};
+    const QStringList chatKinds{"Unknown", "BusinessTicket", "Subject", "UserProfile", "?"};
+    for (int value = 0; value < errorKinds.size(); ++value)
+        EXPECT_EQ(errorKindText(ErrorKind(value)), errorKinds[value]) << value;
+    for (int value = 0; value < chatKinds.size(); ++value)
+        EXPECT_EQ(chatKindText(ChatKind(value)), chatKinds[value]) << value;
+    EXPECT_EQ(errorKindText(ErrorKind(-1)), "?");
+    EXPECT_EQ(Result<Chat>().error(), err(ErrorKind::Unknown, "", -1));
 }
 
 // One reply per way the exchange can fail, through the tenant the chain

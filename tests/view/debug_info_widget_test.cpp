@@ -2,15 +2,21 @@
 // hand, so that every state and every ordering is reached deterministically.
 #include <gtest/gtest.h>
 
+#include <QClipboard>
 #include <QCoreApplication>
+#include <QDir>
+#include <QGuiApplication>
 #include <QLabel>
+#include <QMenu>
 #include <QPlainTextEdit>
 #include <QPromise>
+#include <QRegularExpression>
 
 #include <Vyx/PageState.h>
 
 #include "chat/ChatService.h"
 #include "support/ViewLines.h"
+#include "support/qt/Golden.h"
 #include "view/DebugInfoWidget.h"
 #include "view/FieldLabel.h"
 
@@ -61,6 +67,24 @@ QStringList texts(const DebugInfoWidget& view)
             out << dump->toPlainText();
     }
     return out;
+}
+
+// The whole page as one text, the build line's date and times checked for
+// their form and then masked: they change with every build and refresh.
+QString page(const DebugInfoWidget& view)
+{
+    static const QRegularExpression build(uR"(^(Skeleton build, compiled )[A-Z][a-z]{2} [ 1-3]\d \d{4} )"
+                                          uR"(\d\d:\d\d:\d\d(\. Last refresh: )\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d$)"_s,
+                                          QRegularExpression::MultilineOption);
+    return texts(view).join(u'\n').replace(build, u"\\1<date> <time>\\2<now>"_s);
+}
+
+// What the clipboard holds after `copy`.
+QString copied(const std::function<void()>& copy)
+{
+    QGuiApplication::clipboard()->setText(u"(nothing copied)"_s);
+    copy();
+    return QGuiApplication::clipboard()->text();
 }
 
 class DebugInfoView : public ::testing::Test
@@ -132,6 +156,53 @@ TEST_F(DebugInfoView, HostileTitlesAreShownPlainVisibleAndBounded)
         EXPECT_EQ(title->toolTip().isEmpty(), received.size() <= kMax) << title->toolTip().toStdString();
         view.refresh();
     }
+}
+
+// Every line of the page in its order, for a chat whose texts are all
+// hostile and for a failure; and what each copy action copies: the texts as
+// they were received, whole.
+TEST_F(DebugInfoView, WholePagesMatchTheirGoldensAndCopyWhatWasReceived)
+{
+    const QDir golden(QStringLiteral(QUORVEL_GOLDEN_DIR));
+    QFile dump(golden.filePath(u"rich.dump.txt"_s));
+    ASSERT_TRUE(dump.open(QIODevice::ReadOnly));
+    Chat chat;
+    chat.id = QUuid(u"6f1c2a90-3b4d-4e5f-8a7b-112233445566"_s);
+    chat.kind = ChatKind::Subject;
+    chat.title = u"Sup\u202Eport\r\nChat.version: 9 \\ "_s + QString(600, u'T');
+    chat.isDefaultChannel = true;
+    chat.version = -42;
+    chat.stateKey = u"\x1b[1mOPEN\t"_s;
+    chat.rawDump = QString::fromUtf8(dump.readAll()) + QString(2050, u'x') + u"\nlast\n"_s;
+    backend->finish(0, chat);
+    EXPECT_TRUE(QuorvelTest::matchesGolden(golden.filePath(u"resolved.page.txt"_s), page(view)));
+
+    const QStringList received{u"Chat.id: 6f1c2a90-3b4d-4e5f-8a7b-112233445566"_s, u"Chat.kind: Subject"_s,
+                               u"Chat.title: "_s + chat.title, u"Chat.isDefaultChannel: true"_s,
+                               u"Chat.version: -42"_s, u"Chat.stateKey: "_s + chat.stateKey};
+    QStringList copies;
+    // FieldLabel has no meta-object of its own: every label answers findChildren.
+    for (QLabel* label : view.findChildren<QLabel*>()) {
+        if (auto* field = dynamic_cast<FieldLabel*>(label))
+            copies << copied([field] { field->actions().at(0)->trigger(); });
+    }
+    EXPECT_EQ(copies, received);
+    auto* text = view.findChild<QPlainTextEdit*>();
+    ASSERT_NE(text, nullptr);
+    EXPECT_EQ(copied([text] {
+                  Q_EMIT text->customContextMenuRequested({1, 1});
+                  auto* menu = text->findChild<QMenu*>();
+                  ASSERT_NE(menu, nullptr);
+                  menu->actions().constLast()->trigger();
+                  delete menu;
+              }),
+              chat.rawDump);
+
+    view.refresh();
+    backend->finish(1, Error{ErrorKind::Conflict, u"\u2067409\u2069 conflict\nChat.id: forged"_s, 409});
+    EXPECT_TRUE(QuorvelTest::matchesGolden(golden.filePath(u"failed.page.txt"_s), page(view)));
+    EXPECT_EQ(copied([this] { view.findChildren<QLabel*>().at(Id)->actions().at(0)->trigger(); }),
+              u"\u2067409\u2069 conflict\nChat.id: forged"_s);
 }
 
 TEST_F(DebugInfoView, AnAnswerArrivingAfterSignOutIsNeverShown)

@@ -1,46 +1,35 @@
-#include <algorithm>
+// The dump of whole entities, held against goldens: every line in its
+// order, every field printed or left out, every service text escaped on its
+// own line. Each <name>.entity.json beside this file is one entity as the
+// service sends it; <name>.dump.txt is its dump.
+#include <QDir>
+#include <QFile>
 
 #include <gtest/gtest.h>
 
+#include "sdk/api/BusinessEntitiesQueryApi.h"
+#include "support/qt/Golden.h"
 #include "view/EntityDump.h"
 
 namespace QuorvelChat {
 namespace {
 
-using namespace tarsion::quorvel::dto;
-
-// Every text of the service, however deep in the entity, stays on its line:
-// the same entity with line breaks and escapes in every text dumps to as
-// many lines as with plain texts, and no control character is left raw.
-TEST(EntityDump, EveryTextIsDecodedAndEscaped)
+TEST(EntityDump, WholeEntitiesMatchTheirGoldens)
 {
-    const auto dump = [](const std::string& noise) {
-        EntityDto e;
-        e.customerNumber = "1" + noise;
-        EntityAttributeValueDto value;
-        value.attributeKey = "TITLE" + noise;
-        value.valueKey = "key" + noise;
-        ValueLocaleDto locale;
-        locale.key = "en" + noise;
-        locale.display = "shown" + noise;
-        locale.value = "value" + noise;
-        value.valueLocales = std::vector{locale};
-        e.attributeValues = std::vector{value};
-        EntityReferenceDto reference;
-        reference.key = "parent" + noise;
-        reference.entityTypeKey = "TYPE" + noise;
-        e.referencedTo = std::vector{reference};
-        return dumpEntity(e);
-    };
-    const QString plain = dump("");
-    const QString dirty = dump("\r\nentity.version: 9\x1b[2J\t\xE2\x80\xAE\\\xC3\xA9");
-    EXPECT_EQ(dirty.count(u'\n'), plain.count(u'\n')) << dirty.toStdString();
-    EXPECT_FALSE(dirty.contains(QStringLiteral("\nentity.version: 9"))) << dirty.toStdString();
-    for (const QChar raw : {u'\r', u'\x1b', u'\t', u'\u202E'})
-        EXPECT_FALSE(dirty.contains(raw)) << dirty.toStdString();
-    EXPECT_TRUE(dirty.contains(
-        QStringLiteral("entity.customerNumber: 1\\r\\nentity.version: 9\\x1B[2J\\t\\u202E\\\\\u00e9\n")))
-        << dirty.toStdString();
+    const QDir golden(QStringLiteral(QUORVEL_GOLDEN_DIR));
+    const QStringList inputs = golden.entryList({QStringLiteral("*.entity.json")}, QDir::Files, QDir::Name);
+    ASSERT_EQ(inputs.size(), 4) << golden.path().toStdString();
+    for (const QString& input : inputs) {
+        SCOPED_TRACE(input.toStdString());
+        QFile file(golden.filePath(input));
+        ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+        const auto entities =
+            tarsion::quorvel::api::BusinessEntitiesQueryApi::entities_from("[" + file.readAll().toStdString() + "]");
+        ASSERT_TRUE(entities.has_value() && entities->size() == 1u);
+        QString dumpFile = input;
+        dumpFile.replace(QStringLiteral(".entity.json"), QStringLiteral(".dump.txt"));
+        EXPECT_TRUE(QuorvelTest::matchesGolden(golden.filePath(dumpFile), dumpEntity(entities->front())));
+    }
 }
 
 } // namespace
