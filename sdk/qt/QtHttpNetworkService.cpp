@@ -47,11 +47,12 @@ bool sameOrigin(const QUrl& a, const QUrl& b)
            && a.port(defaultPort(a)) == b.port(defaultPort(b));
 }
 
-// Qt follows every redirect but 307 and 308 with a GET (a HEAD stays a
-// HEAD) and drops the body: a query would silently become another request.
+// Qt follows every redirect but 307 and 308 with a GET and drops the body:
+// a query would silently become another request. Only its own HEAD stays a
+// HEAD; every verb here is sent as a custom one, a HEAD included.
 bool changesVerb(int status, const QByteArray& verb)
 {
-    return status != 307 && status != 308 && verb != "GET" && verb != "HEAD";
+    return status != 307 && status != 308 && verb != "GET";
 }
 
 // URLs are logged without user name or password.

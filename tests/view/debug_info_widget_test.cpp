@@ -73,9 +73,10 @@ QStringList texts(const DebugInfoWidget& view)
 // their form and then masked: they change with every build and refresh.
 QString page(const DebugInfoWidget& view)
 {
-    static const QRegularExpression build(uR"(^(Skeleton build, compiled )[A-Z][a-z]{2} [ 1-3]\d \d{4} )"
-                                          uR"(\d\d:\d\d:\d\d(\. Last refresh: )\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d$)"_s,
-                                          QRegularExpression::MultilineOption);
+    static const QRegularExpression build(
+        uR"(^(Skeleton build, compiled )[A-Z][a-z]{2} [ 1-3]\d \d{4} )"
+        uR"(\d\d:\d\d:\d\d(\. Last refresh: )\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d$)"_s,
+        QRegularExpression::MultilineOption);
     return texts(view).join(u'\n').replace(build, u"\\1<date> <time>\\2<now>"_s);
 }
 
@@ -177,9 +178,12 @@ TEST_F(DebugInfoView, WholePagesMatchTheirGoldensAndCopyWhatWasReceived)
     backend->finish(0, chat);
     EXPECT_TRUE(QuorvelTest::matchesGolden(golden.filePath(u"resolved.page.txt"_s), page(view)));
 
-    const QStringList received{u"Chat.id: 6f1c2a90-3b4d-4e5f-8a7b-112233445566"_s, u"Chat.kind: Subject"_s,
-                               u"Chat.title: "_s + chat.title, u"Chat.isDefaultChannel: true"_s,
-                               u"Chat.version: -42"_s, u"Chat.stateKey: "_s + chat.stateKey};
+    const QStringList received{u"Chat.id: 6f1c2a90-3b4d-4e5f-8a7b-112233445566"_s,
+                               u"Chat.kind: Subject"_s,
+                               u"Chat.title: "_s + chat.title,
+                               u"Chat.isDefaultChannel: true"_s,
+                               u"Chat.version: -42"_s,
+                               u"Chat.stateKey: "_s + chat.stateKey};
     QStringList copies;
     // FieldLabel has no meta-object of its own: every label answers findChildren.
     for (QLabel* label : view.findChildren<QLabel*>()) {

@@ -23,8 +23,8 @@ TEST(EntityDump, WholeEntitiesMatchTheirGoldens)
         SCOPED_TRACE(input.toStdString());
         QFile file(golden.filePath(input));
         ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-        const auto entities =
-            tarsion::quorvel::api::BusinessEntitiesQueryApi::entities_from("[" + file.readAll().toStdString() + "]");
+        const auto entities = tarsion::quorvel::api::BusinessEntitiesQueryApi::entities_from(
+            "[" + file.readAll().toStdString() + "]");
         ASSERT_TRUE(entities.has_value() && entities->size() == 1u);
         QString dumpFile = input;
         dumpFile.replace(QStringLiteral(".entity.json"), QStringLiteral(".dump.txt"));

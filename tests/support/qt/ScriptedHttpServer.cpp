@@ -28,10 +28,10 @@ int ScriptedHttpServer::Received::count(const QByteArray& name) const
 
 ScriptedHttpServer::ScriptedHttpServer(QObject* parent) : QAbstractHttpServer(parent) {}
 
-quint16 ScriptedHttpServer::start(const QHostAddress& address)
+quint16 ScriptedHttpServer::start(const QHostAddress& address, quint16 port)
 {
     m_address = address;
-    m_port = listen(address, 0);
+    m_port = listen(address, port);
     return m_port;
 }
 

@@ -41,9 +41,9 @@ public:
 
     explicit ScriptedHttpServer(QObject* parent = nullptr);
 
-    // Listens on `address` (any loopback address) on a free port and
-    // returns it.
-    quint16 start(const QHostAddress& address = QHostAddress(QHostAddress::LocalHost));
+    // Listens on `address` (any loopback address) on `port`, or a free one,
+    // and returns it; 0 when it cannot.
+    quint16 start(const QHostAddress& address = QHostAddress(QHostAddress::LocalHost), quint16 port = 0);
     QString baseUrl() const;
 
     // Answers in order; once the script is empty every request gets 200 "{}".
