@@ -48,6 +48,10 @@ std::expected<EmulatorOptions, QString> parseEmulatorOptions(const QStringList& 
     const QCommandLineOption clientSecret(QStringLiteral("client-secret"),
                                           QStringLiteral("Client secret the token endpoint accepts."),
                                           QStringLiteral("SECRET"), options.token.clientSecret);
+    const QCommandLineOption client(QStringLiteral("client"),
+                                    QStringLiteral("A further client the token endpoint accepts "
+                                                   "(repeatable): another user."),
+                                    QStringLiteral("ID:SECRET"));
     const QCommandLineOption lifetime(
         QStringLiteral("token-lifetime"), QStringLiteral("Lifetime of issued tokens in seconds."),
         QStringLiteral("SECONDS"), QString::number(options.token.lifetimeSeconds));
@@ -55,7 +59,7 @@ std::expected<EmulatorOptions, QString> parseEmulatorOptions(const QStringList& 
                                    QStringLiteral("Queue a fault, as the JSON the admin endpoint "
                                                   "takes (repeatable)."),
                                    QStringLiteral("JSON"));
-    parser.addOptions({help, port, data, clientId, clientSecret, lifetime, fault});
+    parser.addOptions({help, port, data, clientId, clientSecret, client, lifetime, fault});
 
     if (!parser.parse(arguments))
         return std::unexpected(parser.errorText());
@@ -88,6 +92,14 @@ std::expected<EmulatorOptions, QString> parseEmulatorOptions(const QStringList& 
     options.token.clientSecret = parser.value(clientSecret);
     if (options.token.clientId.isEmpty() || options.token.clientSecret.isEmpty())
         return std::unexpected(QStringLiteral("--client-id and --client-secret must not be empty"));
+
+    for (const QString& pair : parser.values(client)) {
+        const qsizetype colon = pair.indexOf(u':');
+        if (colon <= 0 || colon == pair.size() - 1)
+            return std::unexpected(
+                QStringLiteral("--client takes ID:SECRET, both non-empty, not \"%1\"").arg(pair));
+        options.token.moreClients.insert(pair.left(colon), pair.mid(colon + 1));
+    }
 
     const QStringList faults = parser.values(fault);
     for (const QString& text : faults) {

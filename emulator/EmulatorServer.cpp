@@ -166,6 +166,7 @@ HttpReply EmulatorServer::answerQuery(const QHttpServerRequest& request, const Q
                                                   "error_description=\"The access token expired\"");
     case TokenStore::Check::Valid: break;
     }
+    ++m_stats.queriesByClient[m_tokens.owner(token)];
 
     const QList<QJsonObject>* entities = m_data.business(businessId);
     if (!entities)
@@ -214,9 +215,13 @@ HttpReply EmulatorServer::handleAdmin(const QHttpServerRequest& request, const Q
         if (method != Method::Get)
             return methodNotAllowed("GET");
         const EmulatorStats counted = stats();
+        QJsonObject byClient;
+        for (auto it = counted.queriesByClient.cbegin(); it != counted.queriesByClient.cend(); ++it)
+            byClient.insert(it.key(), it.value());
         return HttpReply::json(200, QJsonObject{{QStringLiteral("queries"), counted.queries},
                                                 {QStringLiteral("tokens"), counted.tokens},
-                                                {QStringLiteral("streams"), counted.streams}});
+                                                {QStringLiteral("streams"), counted.streams},
+                                                {QStringLiteral("queriesByClient"), byClient}});
     }
     if (path == QLatin1String("/_emulator/tokens")) {
         // Lets a test look for leaked tokens in what the client printed. The

@@ -22,6 +22,8 @@ struct EmulatorStats
     // Streamed fault replies still being written: none once their clients
     // have hung up, which is how a test sees that a client gave up.
     qint64 streams = 0;
+    // Queries answered for a valid token, by the client it was issued to.
+    QHash<QString, qint64> queriesByClient;
 };
 
 // The emulated business-entity service on one loopback port:
@@ -30,7 +32,8 @@ struct EmulatorStats
 //   POST   /api/business/quorvel/{businessId}/v0/entities/query/vector  the entities query
 //   POST   /_emulator/faults     queue faults      GET  lists them   DELETE  clears them
 //   POST   /_emulator/expire-tokens
-//   GET    /_emulator/stats      {"queries": N, "tokens": N, "streams": N}
+//   GET    /_emulator/stats      {"queries": N, "tokens": N, "streams": N,
+//                                 "queriesByClient": {"<client id>": N, ...}}
 //   GET    /_emulator/tokens     {"tokens": [...]}, every access token issued
 //                                and still remembered (expired ones too)
 //   POST   /_emulator/reset      clears faults and counters

@@ -94,14 +94,17 @@ HttpReply issueToken(TokenStore& store, const TokenSettings& settings, const QBy
         client.id = form->value(QStringLiteral("client_id"));
         client.secret = form->value(QStringLiteral("client_secret"));
     }
-    if (client.id != settings.clientId || client.secret != settings.clientSecret) {
+    const bool known =
+        (client.id == settings.clientId && client.secret == settings.clientSecret)
+        || (!client.secret.isEmpty() && settings.moreClients.value(client.id) == client.secret);
+    if (!known) {
         HttpReply refused = oauthError(401, "invalid_client");
         if (client.viaBasic)
             refused.withHeader("WWW-Authenticate", "Basic realm=\"quorvel-emulator\"");
         return refused;
     }
 
-    const QByteArray token = store.issue(settings.lifetimeSeconds);
+    const QByteArray token = store.issue(settings.lifetimeSeconds, client.id);
     return HttpReply::json(200,
                            QJsonObject{
                                {QStringLiteral("access_token"), QString::fromLatin1(token)},

@@ -3,6 +3,7 @@
 #include "HttpReply.h"
 
 #include <QByteArray>
+#include <QHash>
 #include <QString>
 
 namespace QuorvelEmulator {
@@ -13,6 +14,8 @@ struct TokenSettings
 {
     QString clientId = QStringLiteral("demo-client");
     QString clientSecret = QStringLiteral("demo-secret");
+    // Further clients by id, each with its secret: more than one user.
+    QHash<QString, QString> moreClients;
     qint64 lifetimeSeconds = 3600;
 };
 

@@ -31,7 +31,7 @@ qint64 TokenStore::now() const
     return m_clock();
 }
 
-QByteArray TokenStore::issue(qint64 lifetimeSeconds)
+QByteArray TokenStore::issue(qint64 lifetimeSeconds, const QString& owner)
 {
     if (m_expiry.size() >= kRememberLimit)
         forgetLongExpired();
@@ -46,6 +46,7 @@ QByteArray TokenStore::issue(qint64 lifetimeSeconds)
     } while (m_expiry.contains(token));
 
     m_expiry.insert(token, now() + lifetimeSeconds * 1000);
+    m_owner.insert(token, owner);
     return token;
 }
 
@@ -84,6 +85,7 @@ void TokenStore::forgetLongExpired()
 {
     const qint64 cutoff = now() - kForgetAfterMs;
     m_expiry.removeIf([cutoff](const auto& entry) { return entry.value() < cutoff; });
+    m_owner.removeIf([this](const auto& entry) { return !m_expiry.contains(entry.key()); });
 }
 
 } // namespace QuorvelEmulator

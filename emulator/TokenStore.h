@@ -28,9 +28,12 @@ public:
 
     explicit TokenStore(Clock clock = {});
 
-    // A new random, unguessable token valid for `lifetimeSeconds`.
-    QByteArray issue(qint64 lifetimeSeconds);
+    // A new random, unguessable token valid for `lifetimeSeconds`, issued
+    // to the client `owner`.
+    QByteArray issue(qint64 lifetimeSeconds, const QString& owner = {});
     Check check(const QByteArray& token) const;
+    // The client a token was issued to; empty for a token never issued.
+    QString owner(const QByteArray& token) const { return m_owner.value(token); }
     // False when the token was never issued.
     bool expire(const QByteArray& token);
     void expireAll();
@@ -45,6 +48,7 @@ private:
 
     Clock m_clock;
     QHash<QByteArray, qint64> m_expiry;
+    QHash<QByteArray, QString> m_owner;
 };
 
 } // namespace QuorvelEmulator

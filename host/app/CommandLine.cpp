@@ -80,6 +80,11 @@ void CommandLine::describe(QCommandLineParser& parser)
            "A plug-in's exchange with no data moving for this long fails (0: the plug-in's default).", "N",
            "0");
     option("print-peak-memory", "On exit, print the process's peak resident memory to stderr.");
+    option("then",
+           "With --print-view or --screenshot: once the page has settled, STEP, and so on for each "
+           "--then in turn; exit once the last has settled. STEP: refresh, sign-out, sign-in, or "
+           "sign-in=ID (another client id, the same secret).",
+           "STEP");
 }
 
 bool CommandLine::asksForHelp(const QStringList& arguments)
@@ -161,6 +166,17 @@ CommandLine::Parsed CommandLine::parse(const QStringList& arguments, CommandLine
         error =
             QStringLiteral("--max-reply-bytes and --inactivity-timeout-ms take non-negative whole numbers");
         return Parsed::Invalid;
+    }
+    out.steps = parser.values(QStringLiteral("then"));
+    for (const QString& step : out.steps) {
+        const bool known = step == QLatin1String("refresh") || step == QLatin1String("sign-out")
+                           || step == QLatin1String("sign-in")
+                           || (step.startsWith(QLatin1String("sign-in=")) && step.size() > 8);
+        if (!known) {
+            error =
+                QStringLiteral("--then takes refresh, sign-out, sign-in or sign-in=ID, not \"%1\"").arg(step);
+            return Parsed::Invalid;
+        }
     }
     return Parsed::Ok;
 }

@@ -24,6 +24,9 @@ struct CommandLine
     // Network limits handed to plug-ins; 0 leaves a plug-in's own default.
     qint64 maxReplyBytes = 0;
     int inactivityTimeoutMs = 0;
+    // Run by the probe one after another, each once the page has settled:
+    // "refresh", "sign-out", "sign-in" or "sign-in=CLIENT_ID".
+    QStringList steps;
 
     // Adds every option, with its default, to `parser`; help and version
     // included.

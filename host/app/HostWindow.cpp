@@ -48,11 +48,7 @@ HostWindow::HostWindow(CVyxAccount* account, QWidget* parent)
     connect(signOut, &QAction::triggered, this, [this] { m_account->signOut(); });
     auto* refresh = new QAction(tr("&Refresh"), this);
     refresh->setShortcuts({QKeySequence::Refresh, QKeySequence(tr("Ctrl+R"))});
-    connect(refresh, &QAction::triggered, this, [this] {
-        const int row = m_list->currentRow();
-        if (row >= 0 && row < m_pages.size())
-            m_pages[row].plugin->refresh();
-    });
+    connect(refresh, &QAction::triggered, this, &HostWindow::refreshPage);
     QMenu* menu = menuBar()->addMenu(tr("&Account"));
     menu->addActions({m_signInAction, signOut, refresh});
     QToolBar* toolbar = addToolBar(QStringLiteral("Account"));
@@ -181,6 +177,13 @@ bool HostWindow::showPage(const QString& caption)
 QWidget* HostWindow::currentPageView() const
 {
     return m_stack->currentWidget();
+}
+
+void HostWindow::refreshPage()
+{
+    const int row = m_list->currentRow();
+    if (row >= 0 && row < m_pages.size())
+        m_pages[row].plugin->refresh();
 }
 
 QStringList HostWindow::captions() const

@@ -29,6 +29,8 @@ public:
     bool showPage(const QString& caption);
     QWidget* currentPageView() const;
     QStringList captions() const;
+    // Asks the shown page's plug-in to refresh, as the Refresh action does.
+    void refreshPage();
 
     // What the sign-in action uses; without a token endpoint it stays off.
     void setSignInHandler(std::function<void()> signIn);

@@ -65,6 +65,12 @@ void ViewMonitor::setReady(bool ready)
     m_sinceChange.restart();
 }
 
+void ViewMonitor::rearm(bool ready)
+{
+    m_settled = false;
+    setReady(ready);
+}
+
 void ViewMonitor::start()
 {
     m_sinceChange.start();

@@ -22,6 +22,9 @@ public:
     // The settle clock only runs once the caller says the start-up is done.
     void setReady(bool ready);
     void start();
+    // Watches for the next settling, as after start(): the caller is about
+    // to change what the page shows.
+    void rearm(bool ready);
 
     // Every visible label's text and every plain-text view's text, in
     // widget-tree order, each followed by a line feed.

@@ -7,29 +7,15 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
-#include <QTimer>
 
 #include <Vyx/CTarsionApp.h>
 #include <Vyx/CVyxAccount.h>
-#include <Vyx/PageState.h>
 
 #include "CommandLine.h"
 #include "HostWindow.h"
-#include "ViewMonitor.h"
+#include "Probe.h"
 
 namespace {
-
-// Listed in --help and in the README; scripts rely on them.
-enum ExitCode
-{
-    Settled = 0,
-    NoPage = 1,
-    BadArguments = 2,
-    NotSettled = 3,
-    SignInFailed = 4,
-    PageFailed = 5,
-    ScreenshotFailed = 6,
-};
 
 void nameApplication()
 {
@@ -52,6 +38,54 @@ void printPeakMemory()
         printError(QStringLiteral("vyx-host: peak memory %1 kB").arg(usage.ru_maxrss));
 }
 
+// Help and version are answered without a display: they must work anywhere.
+int printHelp(int argc, char** argv)
+{
+    QCoreApplication core(argc, argv);
+    nameApplication();
+    QCommandLineParser parser;
+    CommandLine::describe(parser);
+    // Prints to standard output and exits.
+    parser.process(core);
+    return Settled;
+}
+
+// The window with its plug-in pages, signed in and probed as the options
+// say, until the application ends.
+int runHost(const CommandLine& options)
+{
+    CTarsionApp app;
+    app.setBaseUrl(options.baseUrl);
+    app.setVyxBusinessId(options.businessId);
+    app.setNetworkLimits(options.maxReplyBytes, options.inactivityTimeoutMs);
+    CVyxAccount account;
+    app.setAccount(&account);
+
+    const Ambrel::ClientCredentials credentials{QUrl(options.tokenUrl), options.clientId,
+                                                options.clientSecret};
+    const bool signInAtStart = !options.tokenUrl.isEmpty();
+
+    HostWindow window(&account);
+    if (window.loadPlugins(options.pluginsDir) == 0) {
+        printError(QStringLiteral("vyx-host: no plug-in pages in %1").arg(options.pluginsDir));
+        return NoPage;
+    }
+    if (signInAtStart)
+        window.setSignInHandler([&account, credentials] { account.signIn(credentials); });
+    window.show();
+    if (!window.showPage(options.page)) {
+        printError(QStringLiteral("vyx-host: no page \"%1\"; pages: %2")
+                       .arg(options.page, window.captions().join(QStringLiteral(", "))));
+        return NoPage;
+    }
+    Probe probe(window, account, options, credentials);
+    if (Probe::wanted(options))
+        probe.start(signInAtStart);
+    if (signInAtStart)
+        account.signIn(credentials);
+    return QApplication::exec();
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -59,16 +93,8 @@ int main(int argc, char** argv)
     QStringList raw;
     for (int i = 0; i < argc; ++i)
         raw << QString::fromLocal8Bit(argv[i]);
-    // Answered without a display: help and version must work anywhere.
-    if (CommandLine::asksForHelp(raw)) {
-        QCoreApplication core(argc, argv);
-        nameApplication();
-        QCommandLineParser parser;
-        CommandLine::describe(parser);
-        // Prints to standard output and exits.
-        parser.process(core);
-        return Settled;
-    }
+    if (CommandLine::asksForHelp(raw))
+        return printHelp(argc, argv);
 
     // Checked before the application starts, so that a mistake is told
     // without a display; an option only Qt knows is checked once Qt has
@@ -87,71 +113,7 @@ int main(int argc, char** argv)
         printError(error);
         return BadArguments;
     }
-
-    CTarsionApp app;
-    app.setBaseUrl(options.baseUrl);
-    app.setVyxBusinessId(options.businessId);
-    app.setNetworkLimits(options.maxReplyBytes, options.inactivityTimeoutMs);
-    CVyxAccount account;
-    app.setAccount(&account);
-
-    const Ambrel::ClientCredentials credentials{QUrl(options.tokenUrl), options.clientId,
-                                                options.clientSecret};
-    const bool signInAtStart = !options.tokenUrl.isEmpty();
-
-    int exitCode = Settled;
-    {
-        HostWindow window(&account);
-        if (window.loadPlugins(options.pluginsDir) == 0) {
-            printError(QStringLiteral("vyx-host: no plug-in pages in %1").arg(options.pluginsDir));
-            return NoPage;
-        }
-        if (signInAtStart)
-            window.setSignInHandler([&account, credentials] { account.signIn(credentials); });
-        window.show();
-        if (!window.showPage(options.page)) {
-            printError(QStringLiteral("vyx-host: no page \"%1\"; pages: %2")
-                           .arg(options.page, window.captions().join(QStringLiteral(", "))));
-            return NoPage;
-        }
-
-        const bool probing = options.printView || !options.screenshot.isEmpty();
-        ViewMonitor monitor([&window] { return window.currentPageView(); }, options.printView,
-                            options.settleMs);
-        bool signInFailed = false;
-        QObject::connect(&account, &CVyxAccount::signInFailed, [&](const QString& reason) {
-            printError(QStringLiteral("vyx-host: sign-in failed: %1").arg(reason));
-            signInFailed = true;
-            monitor.setReady(true);
-        });
-        QObject::connect(&account, &CVyxAccount::signedInUserChanged, [&] { monitor.setReady(true); });
-        QObject::connect(&monitor, &ViewMonitor::settled, [&] {
-            int outcome = signInFailed ? SignInFailed
-                          : ViewMonitor::pageSays(window.currentPageView(), Vyx::PageState::kFailed)
-                              ? PageFailed
-                              : Settled;
-            if (!options.screenshot.isEmpty() && !window.grab().save(options.screenshot)) {
-                printError(QStringLiteral("vyx-host: cannot write %1").arg(options.screenshot));
-                outcome = ScreenshotFailed;
-            }
-            if (!options.stay)
-                QApplication::exit(outcome);
-        });
-        QTimer deadline;
-        if (probing) {
-            monitor.setReady(!signInAtStart);
-            monitor.start();
-            deadline.setSingleShot(true);
-            QObject::connect(&deadline, &QTimer::timeout, [] {
-                printError(QStringLiteral("vyx-host: the view did not settle in time"));
-                QApplication::exit(NotSettled);
-            });
-            deadline.start(options.timeoutMs);
-        }
-        if (signInAtStart)
-            account.signIn(credentials);
-        exitCode = QApplication::exec();
-    }
+    const int exitCode = runHost(options);
     if (options.printPeakMemory)
         printPeakMemory();
     return exitCode;

@@ -20,8 +20,19 @@ QString failed(const char* kind, int httpCode)
 
 QStringList HostRun::lastView() const
 {
-    const qsizetype at = output.lastIndexOf(QLatin1String("--- view\n"));
-    return at < 0 ? QStringList() : output.mid(at + 9).split(QLatin1Char('\n'));
+    return settledViews().constLast();
+}
+
+QList<QStringList> HostRun::settledViews() const
+{
+    QList<QStringList> views;
+    QStringList current;
+    for (const QString& part : output.split(QLatin1String("--- step "))) {
+        if (const qsizetype at = part.lastIndexOf(QLatin1String("--- view\n")); at >= 0)
+            current = part.mid(at + 9).split(QLatin1Char('\n'));
+        views << current;
+    }
+    return views;
 }
 
 void HostEndToEnd::SetUp()
@@ -34,7 +45,8 @@ void HostEndToEnd::SetUp()
     // A file, not a pipe: nobody reads it while the host runs, and a full
     // pipe would stall the emulator mid-test.
     m_emulator.process().setStandardErrorFile(m_logDir.filePath(QStringLiteral("emulator.stderr")));
-    ASSERT_TRUE(m_emulator.start({"--client-id", clientId, "--client-secret", clientSecret}, kStartMs))
+    ASSERT_TRUE(m_emulator.start(
+        QStringList{"--client-id", clientId, "--client-secret", clientSecret} + emulatorArguments, kStartMs))
         << m_emulator.error().toStdString();
 }
 
@@ -107,9 +119,13 @@ HostRun HostEndToEnd::runHost(const HostOptions& options)
 void expectFailure(const HostRun& run, const QString& status, const QString& message)
 {
     ASSERT_EQ(run.exitCode, kPageFailed) << run.errors.left(2000).toStdString();
-    const QStringList view = run.lastView();
-    ASSERT_GT(view.size(), Dump) << run.output.left(2000).toStdString();
-    EXPECT_EQ(view[Status], status) << run.output.left(4000).toStdString();
+    expectFailedView(run.lastView(), status, message);
+}
+
+void expectFailedView(const QStringList& view, const QString& status, const QString& message)
+{
+    ASSERT_GT(view.size(), Dump) << view.join('\n').left(2000).toStdString();
+    EXPECT_EQ(view[Status], status) << view.join('\n').left(4000).toStdString();
     // Reported by size only: some messages are a whole reply body.
     EXPECT_TRUE(view[Id] == message) << view[Id].size() << " characters: " << view[Id].left(300).toStdString()
                                      << "\nexpected " << message.size() << ": "
@@ -122,8 +138,14 @@ void expectFailure(const HostRun& run, const QString& status, const QString& mes
 void expectDemoChatResolved(const HostRun& run)
 {
     ASSERT_EQ(run.exitCode, kSettled) << run.errors.left(2000).toStdString();
-    const QStringList view = run.lastView();
-    ASSERT_GT(view.size(), Dump) << run.output.left(4000).toStdString();
+    expectDemoChat(run.lastView());
+    // Only the asked locale came back.
+    EXPECT_FALSE(run.output.contains("DE_DE"));
+}
+
+void expectDemoChat(const QStringList& view)
+{
+    ASSERT_GT(view.size(), Dump) << view.join('\n').left(4000).toStdString();
     const QStringList expected{kResolved,
                                "Chat.id: 5885e99b-527d-4893-af14-46c61299024e",
                                "Chat.kind: BusinessTicket",
@@ -133,12 +155,10 @@ void expectDemoChatResolved(const HostRun& run)
                                "Chat.stateKey: OPEN",
                                "Raw EntityDto dump:",
                                "entity.id: 5885e99b-527d-4893-af14-46c61299024e"};
-    EXPECT_EQ(view.mid(Status, expected.size()), expected) << run.output.left(4000).toStdString();
+    EXPECT_EQ(view.mid(Status, expected.size()), expected) << view.join('\n').left(4000).toStdString();
     EXPECT_EQ(view.value(Title), "Quorvel chat plugin");
     EXPECT_TRUE(view.value(Build).startsWith("Skeleton build, compiled "));
     EXPECT_TRUE(view.contains("    locale[EN_US] display=Support value=Support"));
-    // Only the asked locale came back.
-    EXPECT_FALSE(run.output.contains("DE_DE"));
 }
 
 } // namespace QuorvelE2E

@@ -35,6 +35,9 @@ struct HostRun
     QString errors; // stderr
     // The last snapshot the host printed, one entry per line.
     QStringList lastView() const;
+    // The view that had settled when each --then step began, then the last
+    // one: a view the host did not print again is the one before it.
+    QList<QStringList> settledViews() const;
 };
 
 // The defaults are the ordinary sign-in against the fixture's emulator.
@@ -70,6 +73,7 @@ protected:
     QString clientId = QStringLiteral("demo-client");
     QString clientSecret = QStringLiteral("demo-secret");
     QList<QPair<QString, QString>> emulatorEnvironment;
+    QStringList emulatorArguments;
 
 private:
     QTemporaryDir m_logDir;
@@ -82,7 +86,9 @@ using enum QuorvelTest::Line;
 // The run ended with a failure view (exit 5): `status`, `message` in the
 // first field line, the other field lines empty.
 void expectFailure(const HostRun& run, const QString& status, const QString& message);
+void expectFailedView(const QStringList& view, const QString& status, const QString& message);
 // The run ended normally with the demo business's duty channel resolved.
 void expectDemoChatResolved(const HostRun& run);
+void expectDemoChat(const QStringList& view);
 
 } // namespace QuorvelE2E

@@ -1,6 +1,7 @@
 // The host's command line.
 #include "e2e_fixture.h"
 
+#include <QJsonObject>
 #include <QProcess>
 
 namespace QuorvelE2E {
@@ -50,6 +51,41 @@ TEST(HostCommandLine, AnswersWithTheDocumentedExitCode)
         EXPECT_TRUE(row.exitCode == 0 ? out.startsWith(row.expected) : err.contains(row.expected))
             << out.toStdString() << err.toStdString();
     }
+}
+
+// One host process through a person's session: the page resolves, resolves
+// again, shows a failure, resolves on the refresh after it, follows a
+// switch to another user without a sign-out between, and signs out. Each
+// resolution must be a query of its own, with the token of the user then
+// signed in.
+class HostSession : public HostEndToEnd
+{
+protected:
+    HostSession() { emulatorArguments = {"--client", "other-client:" + clientSecret}; }
+};
+
+TEST_F(HostSession, ResolvesAgainRecoversFromAFailureAndFollowsTheUser)
+{
+    // The third query fails.
+    fault(R"({"kind":"status","status":500,"body":"boom","after":2})");
+    HostOptions options;
+    for (const char* step : {"refresh", "refresh", "refresh", "sign-in=other-client", "sign-out"})
+        options.arguments << "--then" << step;
+    const HostRun run = runHost(options);
+    EXPECT_EQ(run.exitCode, kSettled) << run.errors.toStdString();
+    const QList<QStringList> views = run.settledViews();
+    ASSERT_EQ(views.size(), 6) << run.output.left(4000).toStdString();
+    expectDemoChat(views[0]);
+    expectDemoChat(views[1]);
+    expectFailedView(views[2], failed("ServerError", 500), QStringLiteral("boom"));
+    expectDemoChat(views[3]);
+    expectDemoChat(views[4]);
+    EXPECT_EQ(views[5].value(Status), kNotSignedIn);
+    const QJsonObject stats = admin("GET", QStringLiteral("/_emulator/stats"));
+    EXPECT_EQ(stats.value("queries").toInt(), 5);
+    EXPECT_EQ(stats.value("tokens").toInt(), 2);
+    EXPECT_EQ(stats.value("queriesByClient").toObject(),
+              (QJsonObject{{"demo-client", 4}, {"other-client", 1}}));
 }
 
 } // namespace
