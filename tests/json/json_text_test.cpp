@@ -3,6 +3,7 @@
 // writer's escapes, integers and layout byte for byte.
 
 #include <charconv>
+#include <cstdio>
 #include <limits>
 #include <random>
 #include <ranges>
@@ -164,19 +165,82 @@ TEST(JsonReaderTable, Refusals)
     }
 }
 
-// The \u pre-pass acts on all escapes or on none: one malformed escape leaves
-// every one of them as text, and unescaping then turns "\u" into "u".
-TEST(JsonReaderTable, UnicodeEscapesDecodeAllOrNone)
+// What the \u pre-pass must make of a string of escapes, worked out from
+// code points: a high surrogate directly followed by an escaped low one is
+// one character in four bytes, any other unit is encoded alone (a lone low
+// surrogate in three bytes). A high surrogate anywhere else, or a break
+// between the escapes, leaves every escape undecoded, and unescaping then
+// turns each "\u" into "u".
+std::string expected_value(const std::vector<std::uint16_t>& units, const std::string& between,
+                           const std::vector<std::string>& escapes)
 {
-    const std::pair<std::string, std::string> cases[] = {
-        {R"("\u0041\u00e9\u07ff\u0800\uffff")", "A\xc3\xa9\xdf\xbf\xe0\xa0\x80\xef\xbf\xbf"},
-        {R"("\udc00\\u0041")", "\xed\xb0\x80"
-                               "A"},
-        {R"("\u00e9 \u12")", "u00e9 u12"},
-        {R"("\ud83dx \u00e9")", "ud83dx u00e9"},
-        {R"("\ud83d\u0041\u00g9")", "ud83du0041u00g9"},
-    };
-    for (const auto& [text, value] : cases) {
+    const auto high = [](std::uint32_t u) { return u >= 0xD800 && u <= 0xDBFF; };
+    const auto low = [](std::uint32_t u) { return u >= 0xDC00 && u <= 0xDFFF; };
+    std::string out;
+    for (std::size_t i = 0; i < units.size(); ++i) {
+        std::uint32_t cp = units[i];
+        if (high(cp)) {
+            if (!between.empty() || i + 1 == units.size() || !low(units[i + 1])) {
+                std::string raw;
+                for (std::size_t j = 0; j < escapes.size(); ++j)
+                    raw += (j == 0 ? "" : between) + escapes[j].substr(1);
+                return raw;
+            }
+            cp = 0x10000 + ((cp - 0xD800) << 10) + (units[++i] - 0xDC00);
+        }
+        if (i > 0 && !out.empty())
+            out += between;
+        const int extra = cp < 0x80 ? 0 : cp < 0x800 ? 1 : cp < 0x10000 ? 2 : 3;
+        constexpr unsigned kLead[] = {0x00, 0xC0, 0xE0, 0xF0};
+        out += static_cast<char>(kLead[extra] | (cp >> (6 * extra)));
+        for (int k = extra - 1; k >= 0; --k)
+            out += static_cast<char>(0x80 | ((cp >> (6 * k)) & 0x3F));
+    }
+    return out;
+}
+
+// Every sequence of one to three escapes over the units at the edges of
+// each encoding length and surrogate range, the quote and the backslash
+// among them, in either case of hexadecimal, with and without a break.
+TEST(JsonReaderTable, UnicodeEscapesDecodeAllOrNoneInEveryCombination)
+{
+    const std::vector<std::uint16_t> edges{0x01,   0x22,   0x5C,   0x0A,   0x7F,   0x80,   0x7FF, 0x800,
+                                           0xD7FF, 0xD800, 0xDBFF, 0xDC00, 0xDFFF, 0xE000, 0xFFFF};
+    std::vector<std::vector<std::uint16_t>> sequences{{}};
+    for (int length = 1; length <= 3; ++length) {
+        std::vector<std::vector<std::uint16_t>> longer;
+        for (const auto& sequence : sequences) {
+            if (sequence.size() + 1 != std::size_t(length))
+                continue;
+            for (const std::uint16_t unit : edges) {
+                longer.push_back(sequence);
+                longer.back().push_back(unit);
+            }
+        }
+        sequences.insert(sequences.end(), longer.begin(), longer.end());
+    }
+    for (const auto& units : sequences | std::views::drop(1)) {
+        for (const std::string between : {"", "-"}) {
+            std::vector<std::string> escapes;
+            std::string text = "\"";
+            for (std::size_t i = 0; i < units.size(); ++i) {
+                char hex[8];
+                std::snprintf(hex, sizeof hex, i % 2 ? "\\u%04X" : "\\u%04x", units[i]);
+                escapes.emplace_back(hex);
+                text += (i == 0 ? "" : between) + escapes.back();
+            }
+            text += "\"";
+            json_node root;
+            ASSERT_TRUE(tarsion::parse_json(text, root)) << text;
+            ASSERT_EQ(root.value, expected_value(units, between, escapes)) << text;
+        }
+    }
+    // A short or non-hexadecimal escape leaves all undecoded; an escaped
+    // backslash does not hide the escape after it.
+    for (const auto& [text, value] : {std::pair<std::string, std::string>{R"("\udc00\\u0041")", "\xed\xb0\x80"
+                                                                                                "A"},
+                                      {R"("\u00e9 \u12")", "u00e9 u12"},
+                                      {R"("\ud83d\u0041\u00g9")", "ud83du0041u00g9"}}) {
         json_node root;
         ASSERT_TRUE(tarsion::parse_json(text, root)) << text;
         EXPECT_EQ(root.value, value) << text;
