@@ -40,6 +40,7 @@ TEST(ChatServiceTest, ReplacingCancelsTheOldChainThenAnnouncesRemovalAndTheNewOn
         return adapter;
     };
 
+    EXPECT_EQ(service.statusText(), "ChatService: no identity, network thread running.");
     auto first = traced("first");
     SdkAdapter* firstRaw = first.get();
     service.setAdapter(std::move(first));
@@ -50,6 +51,7 @@ TEST(ChatServiceTest, ReplacingCancelsTheOldChainThenAnnouncesRemovalAndTheNewOn
     EXPECT_EQ(seenInAnnouncements, (std::vector<SdkAdapter*>{firstRaw, nullptr, secondRaw}));
     EXPECT_EQ(cancelled, (std::vector<std::pair<std::string, std::size_t>>{{"first", 1}}));
     EXPECT_EQ(service.adapter(), secondRaw);
+    EXPECT_EQ(service.statusText(), "ChatService: SDK chain attached, network thread running.");
     ASSERT_TRUE(gone.tryAcquire(1, int(QuorvelTest::kWatchdog.count())));
     EXPECT_NE(goneOn.load(), QThread::currentThread());
 }
@@ -64,6 +66,30 @@ TEST(BackendAdapter, EachAdapterHasItsOwnSizedPoolThatNeverRetiresThreads)
         EXPECT_EQ(pool->maxThreadCount(), threads);
         EXPECT_EQ(pool->expiryTimeout(), -1);
     }
+}
+
+// Every operation through the adapter, as the view would call it: the
+// unbuilt ones each answer with their own name on the adapter's pool, and
+// resolving without a resolver is a validation failure.
+TEST(BackendAdapter, UnbuiltOperationsAnswerNotImplementedWithTheirName)
+{
+    SdkAdapter adapter(std::make_unique<QuorvelBackendAdapter>(nullptr, 0, nullptr, 2));
+    const auto errorOf = [](auto future) {
+        future.waitForFinished();
+        return future.result().error();
+    };
+    const QList<Error> errors{errorOf(adapter.listMessages({})),     errorOf(adapter.postMessage({})),
+                              errorOf(adapter.patchMessage({})),     errorOf(adapter.deleteMessage({})),
+                              errorOf(adapter.uploadAttachment({})), errorOf(adapter.downloadAttachment({})),
+                              errorOf(adapter.saveDraft({})),        errorOf(adapter.resolveChat())};
+    QList<Error> expected;
+    for (const char* name : {"listMessages", "postMessage", "patchMessage", "deleteMessage",
+                             "uploadAttachment", "downloadAttachment", "saveDraft"})
+        expected << Error{ErrorKind::NotImplemented, QStringLiteral("Not implemented: ") + name, -1};
+    expected << Error{ErrorKind::Validation,
+                      QStringLiteral("QuorvelBackendAdapter::resolveChat \u2014 no IChatResolver installed"),
+                      -1};
+    EXPECT_EQ(errors, expected);
 }
 
 } // namespace
