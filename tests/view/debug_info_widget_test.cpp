@@ -2,6 +2,8 @@
 // hand, so that every state and every ordering is reached deterministically.
 #include <gtest/gtest.h>
 
+#include <QApplication>
+#include <QBoxLayout>
 #include <QClipboard>
 #include <QCoreApplication>
 #include <QDir>
@@ -60,13 +62,58 @@ public:
 QStringList texts(const DebugInfoWidget& view)
 {
     QStringList out;
-    for (QObject* child : view.children()) {
-        if (auto* label = qobject_cast<QLabel*>(child))
+    for (int i = 0; i < view.layout()->count(); ++i) {
+        if (auto* label = qobject_cast<QLabel*>(view.layout()->itemAt(i)->widget()))
             out << label->text();
-        else if (auto* dump = qobject_cast<QPlainTextEdit*>(child))
+        else if (auto* dump = qobject_cast<QPlainTextEdit*>(view.layout()->itemAt(i)->widget()))
             out << dump->toPlainText();
     }
     return out;
+}
+
+// How the page is laid out, item by item, with what decides how each looks
+// and behaves: font against the application's, wrapping, text format and
+// interaction, style, size rules and stretch.
+QString structure(const DebugInfoWidget& view)
+{
+    auto* layout = qobject_cast<QBoxLayout*>(view.layout());
+    const QMargins m = layout->contentsMargins();
+    QStringList out{u"%1 margins %2 %3 %4 %5 spacing %6"_s.arg(layout->metaObject()->className())
+                        .arg(m.left())
+                        .arg(m.top())
+                        .arg(m.right())
+                        .arg(m.bottom())
+                        .arg(layout->spacing())};
+    const QFont base = QApplication::font();
+    for (int i = 0; i < layout->count(); ++i) {
+        QWidget* widget = layout->itemAt(i)->widget();
+        QString line = u"stretch %1: "_s.arg(layout->stretch(i));
+        if (widget == nullptr) {
+            out << line + u"space %1"_s.arg(layout->itemAt(i)->sizeHint().height());
+            continue;
+        }
+        const QFont font = widget->font();
+        line += u"%1 font %2%3pt weight %4 italic %5 family \"%6\" hint %7 strategy %8"_s
+                    .arg(widget->metaObject()->className())
+                    .arg(font.pointSize() >= base.pointSize() ? u"+"_s : QString())
+                    .arg(font.pointSize() - base.pointSize())
+                    .arg(font.weight())
+                    .arg(font.italic())
+                    .arg(font.family() == base.family() ? u"(default)"_s : font.family())
+                    .arg(font.styleHint())
+                    .arg(font.styleStrategy());
+        if (auto* label = qobject_cast<QLabel*>(widget))
+            line += u" format %1 wrap %2 interaction %3 policy %4"_s.arg(label->textFormat())
+                        .arg(label->wordWrap())
+                        .arg(int(label->textInteractionFlags()))
+                        .arg(label->sizePolicy().horizontalPolicy());
+        if (auto* text = qobject_cast<QPlainTextEdit*>(widget))
+            line += u" read-only %1 min-height %2 menu %3"_s.arg(text->isReadOnly())
+                        .arg(text->minimumHeight())
+                        .arg(text->contextMenuPolicy());
+        out << line + u" style \"%1\""_s.arg(widget->styleSheet());
+    }
+    return out.join(u'\n') + u'\n';
 }
 
 // The whole page as one text, the build line's date and times checked for
@@ -177,6 +224,7 @@ TEST_F(DebugInfoView, WholePagesMatchTheirGoldensAndCopyWhatWasReceived)
     chat.rawDump = QString::fromUtf8(dump.readAll()) + QString(2050, u'x') + u"\nlast\n"_s;
     backend->finish(0, chat);
     EXPECT_TRUE(QuorvelTest::matchesGolden(golden.filePath(u"resolved.page.txt"_s), page(view)));
+    EXPECT_TRUE(QuorvelTest::matchesGolden(golden.filePath(u"layout.page.txt"_s), structure(view)));
 
     const QStringList received{u"Chat.id: 6f1c2a90-3b4d-4e5f-8a7b-112233445566"_s,
                                u"Chat.kind: Subject"_s,
