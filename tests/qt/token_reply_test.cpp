@@ -124,6 +124,20 @@ TEST(TokenRenewal, SignOutStopsTheRenewalAndOutlivesASignInStillUnderWay)
     EXPECT_FALSE(account.getIsSignedIn());
     EXPECT_TRUE(client->getAccessTokenBytes().isEmpty());
     EXPECT_FALSE(renewal->isActive());
+
+    // A second sign-in before the first has its token: only the second counts.
+    endpoint.route(QStringLiteral("/other/token"),
+                   {200, {}, R"({"token_type":"Bearer","expires_in":60,"access_token":"second"})"});
+    int announced = 0;
+    QObject::connect(&account, &CVyxAccount::signedInUserChanged, [&announced] { ++announced; });
+    account.signIn(credentials);
+    account.signIn({QUrl(endpoint.baseUrl() + QStringLiteral("/other/token")), QStringLiteral("d"),
+                    QStringLiteral("s")});
+    ASSERT_TRUE(QuorvelTest::waitUntil([&] { return endpoint.received().size() == 4 && settled(); }));
+    EXPECT_EQ(announced, 1);
+    EXPECT_EQ(account.getUserInfo().userId, "d");
+    EXPECT_EQ(client->getAccessTokenBytes(), "second");
+    EXPECT_EQ(renewal->interval(), 48000);
 }
 
 } // namespace
