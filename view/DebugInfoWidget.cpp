@@ -8,8 +8,6 @@
 #include <QPlainTextEdit>
 #include <QVBoxLayout>
 
-#include <Vyx/PageState.h>
-
 #include "chat/ChatService.h"
 #include "view/DisplayText.h"
 #include "view/FieldLabel.h"
@@ -175,8 +173,8 @@ void DebugInfoWidget::showError(const Error& error)
 
 void DebugInfoWidget::setPageState(bool busy, bool failed)
 {
-    setProperty(Vyx::PageState::kBusy, busy);
-    setProperty(Vyx::PageState::kFailed, failed);
+    setProperty(kBusyProperty, busy);
+    setProperty(kFailedProperty, failed);
 }
 
 void DebugInfoWidget::showDump(const QString& dump)

@@ -29,6 +29,11 @@ public:
     explicit DebugInfoWidget(ChatService* service, QWidget* parent = nullptr);
     ~DebugInfoWidget() override;
 
+    // Dynamic properties of the page, for a host's probe: true while a
+    // resolution is under way, and while what is shown is a failure.
+    static constexpr char kBusyProperty[] = "vyxBusy";
+    static constexpr char kFailedProperty[] = "vyxFailed";
+
 public Q_SLOTS:
     void refresh();
 

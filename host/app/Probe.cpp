@@ -5,10 +5,10 @@
 #include <QApplication>
 
 #include <Vyx/CVyxAccount.h>
-#include <Vyx/PageState.h>
 
 #include "CommandLine.h"
 #include "HostWindow.h"
+#include "PageState.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <QLabel>
 #include <QPlainTextEdit>
 
-#include <Vyx/PageState.h>
+#include "PageState.h"
 
 namespace {
 

@@ -11,7 +11,7 @@ class QWidget;
 
 // Watches the texts of the shown page: prints each new state once it has held
 // for the debounce time, and reports the page settled once nothing changed
-// for the settle time while the page was not busy (Vyx/PageState.h).
+// for the settle time while the page was not busy (PageState.h).
 class ViewMonitor : public QObject
 {
     Q_OBJECT

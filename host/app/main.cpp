@@ -8,6 +8,7 @@
 #include <QApplication>
 #include <QCommandLineParser>
 
+#include <Ambrel/ClientCredentials.h>
 #include <Vyx/CTarsionApp.h>
 #include <Vyx/CVyxAccount.h>
 

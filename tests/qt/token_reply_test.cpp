@@ -9,6 +9,7 @@
 #include <QTimer>
 
 #include <Ambrel/Client.h>
+#include <Ambrel/ClientCredentials.h>
 #include <Ambrel/TokenReply.h>
 #include <Vyx/CVyxAccount.h>
 

@@ -14,8 +14,6 @@
 #include <QPromise>
 #include <QRegularExpression>
 
-#include <Vyx/PageState.h>
-
 #include "chat/ChatService.h"
 #include "support/ViewLines.h"
 #include "support/qt/Golden.h"
@@ -155,12 +153,12 @@ protected:
 TEST_F(DebugInfoView, IsBusyOnlyWhileResolving)
 {
     EXPECT_EQ(texts(view)[Status], "Resolving duty channel\u2026");
-    EXPECT_TRUE(view.property(Vyx::PageState::kBusy).toBool());
+    EXPECT_TRUE(view.property(DebugInfoWidget::kBusyProperty).toBool());
 
     backend->finish(0, Chat{});
     EXPECT_EQ(texts(view)[Status], "Chat resolved.");
-    EXPECT_FALSE(view.property(Vyx::PageState::kBusy).toBool());
-    EXPECT_FALSE(view.property(Vyx::PageState::kFailed).toBool());
+    EXPECT_FALSE(view.property(DebugInfoWidget::kBusyProperty).toBool());
+    EXPECT_FALSE(view.property(DebugInfoWidget::kFailedProperty).toBool());
 }
 
 TEST_F(DebugInfoView, FailurePutsTheMessageFirstAndMarksThePageFailed)
@@ -170,8 +168,8 @@ TEST_F(DebugInfoView, FailurePutsTheMessageFirstAndMarksThePageFailed)
     EXPECT_EQ(t[Status], "Resolve failed \u2014 kind: Network, httpCode: -1");
     EXPECT_EQ(t[Id], "connection refused");
     EXPECT_TRUE(t[Kind].isEmpty());
-    EXPECT_FALSE(view.property(Vyx::PageState::kBusy).toBool());
-    EXPECT_TRUE(view.property(Vyx::PageState::kFailed).toBool());
+    EXPECT_FALSE(view.property(DebugInfoWidget::kBusyProperty).toBool());
+    EXPECT_TRUE(view.property(DebugInfoWidget::kFailedProperty).toBool());
 }
 
 // What a hostile or broken service puts in a title, and what the view shows
@@ -269,7 +267,7 @@ TEST_F(DebugInfoView, AnAnswerArrivingAfterSignOutIsNeverShown)
     const QStringList t = texts(view);
     EXPECT_EQ(t[Status], "Not signed in \u2014 SdkAdapter not attached. Click refresh after sign-in.");
     EXPECT_TRUE(t[Id].isEmpty());
-    EXPECT_FALSE(view.property(Vyx::PageState::kBusy).toBool());
+    EXPECT_FALSE(view.property(DebugInfoWidget::kBusyProperty).toBool());
 }
 
 } // namespace

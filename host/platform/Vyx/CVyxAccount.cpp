@@ -8,6 +8,7 @@
 #include <QTimer>
 #include <QtConcurrent/QtConcurrentRun>
 
+#include "Ambrel/ClientCredentials.h"
 #include "Ambrel/TokenReply.h"
 
 CVyxAccount::CVyxAccount(QObject* parent)
@@ -49,14 +50,14 @@ QPointer<Ambrel::Client> CVyxAccount::getAmbrelClient() const
 void CVyxAccount::signIn(const Ambrel::ClientCredentials& credentials)
 {
     m_renewal->stop();
-    m_credentials = credentials;
+    m_credentials = std::make_unique<Ambrel::ClientCredentials>(credentials);
     m_client->setTokenSource([credentials]() -> Ambrel::AccessToken {
         return credentials.requestToken().value_or(Ambrel::AccessToken());
     });
     ++m_generation;
     requestToken(
         [this](const Ambrel::AccessToken& token) {
-            setSignedIn({m_credentials.clientId, m_credentials.clientId}, token.value);
+            setSignedIn({m_credentials->clientId, m_credentials->clientId}, token.value);
             planRenewal(token.expiresInSeconds);
         },
         [this](const QString& error) { Q_EMIT signInFailed(error); });
@@ -100,7 +101,7 @@ void CVyxAccount::requestToken(std::function<void(const Ambrel::AccessToken&)> o
     // Off the user-interface thread, which the endpoint may keep waiting;
     // the task touches nothing of this object.
     watcher->setFuture(
-        QtConcurrent::run([credentials = m_credentials] { return credentials.requestToken(); }));
+        QtConcurrent::run([credentials = *m_credentials] { return credentials.requestToken(); }));
 }
 
 void CVyxAccount::planRenewal(qint64 expiresInSeconds)

@@ -1,16 +1,20 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 
 #include <QObject>
 #include <QPointer>
 
 #include "Ambrel/Client.h"
-#include "Ambrel/ClientCredentials.h"
 #include "Ambrel/SignIn.h"
 #include "VyxPlatformExport.h"
 
 class QTimer;
+
+namespace Ambrel {
+struct ClientCredentials;
+}
 
 // The host's account: who is signed in, and the sign-in client that holds
 // their token.
@@ -49,7 +53,8 @@ private:
     QPointer<Ambrel::Client> m_client;
     // Fires shortly before the token expires.
     QTimer* m_renewal;
-    Ambrel::ClientCredentials m_credentials;
+    // The host side of signing in, which a plug-in never sees.
+    std::unique_ptr<Ambrel::ClientCredentials> m_credentials;
     Ambrel::SignIn::UserInfo m_user;
     quint64 m_generation = 0;
 };
