@@ -1,7 +1,6 @@
 #pragma once
 
 #include <atomic>
-#include <optional>
 #include <utility>
 
 #include <QByteArray>
@@ -10,6 +9,7 @@
 #include <QSemaphore>
 #include <QUrl>
 
+#include "sdk/core/http_base.h"
 #include "sdk/core/http_response.h"
 #include "sdk/qt/HttpLimits.h"
 
@@ -23,8 +23,11 @@ struct PendingHttpRequest
     QByteArray verb;
     QUrl url;
     QList<std::pair<QByteArray, QByteArray>> headers;
-    // Read whole on the sender's thread; none for a request without a body.
-    std::optional<QByteArray> body;
+    // The sender's, read on the network thread through an HttpBodyDevice;
+    // null for a request without a body.
+    tarsion::http::http_base::body* body = nullptr;
+    // What the body announced, -1 when it did not.
+    qint64 content_length = -1;
     bool disable_redirects = false;
     // The sending chain's cancellation, if it has one (ExchangeCancellation).
     const std::atomic<bool>* cancelled = nullptr;

@@ -14,6 +14,8 @@
 
 #include <qtHelpers/Logger.h>
 
+#include "sdk/qt/HttpBodyDevice.h"
+
 namespace QuorvelSdk {
 namespace {
 
@@ -23,6 +25,9 @@ constexpr qint32 kUnknownProtocol = QNetworkReply::ProtocolUnknownError;
 constexpr qint32 kStalled = QNetworkReply::TimeoutError;
 // Qt has no number for "too large"; this one says the content was at fault.
 constexpr qint32 kTooLarge = QNetworkReply::UnknownContentError;
+// A request body that could not be read, or not to its announced length:
+// Qt's number for upload data it could not read.
+constexpr qint32 kBodyRefused = QNetworkReply::ContentReSendError;
 
 // How far Qt's HTTP thread may read a reply ahead of this thread: enough
 // to keep a fast connection busy, small beside any reply size limit.
@@ -88,6 +93,20 @@ void trace(const PendingHttpRequest& pending, int status)
 QString bodyOverLimit(qint64 limit)
 {
     return QStringLiteral("reply body larger than the limit of %1 bytes; exchange aborted;").arg(limit);
+}
+
+QString bodyFailure(HttpBodyDevice::Failure failure)
+{
+    switch (failure) {
+    case HttpBodyDevice::Failure::None: break;
+    case HttpBodyDevice::Failure::Unreadable:
+        return QStringLiteral("request body could not be read; the request was not sent;");
+    case HttpBodyDevice::Failure::Shorter:
+        return QStringLiteral("request body ended before its announced length; the request was not sent;");
+    case HttpBodyDevice::Failure::Longer:
+        return QStringLiteral("request body ran past its announced length; the request was not sent;");
+    }
+    return {};
 }
 
 const char* errorName(QNetworkReply::NetworkError error)
@@ -237,21 +256,34 @@ void QtHttpNetworkService::Worker::perform(PendingHttpRequest* pending)
         if (!name.isEmpty())
             request.setRawHeader(name, value);
     }
-    const bool hasBody = pending->body.has_value() && !pending->body->isEmpty();
-    if (hasBody && !request.hasRawHeader("Content-Length"))
-        request.setHeader(QNetworkRequest::ContentLengthHeader, pending->body->size());
+    // Only a length the body announced: of one it did not, Qt takes the whole
+    // body first and says how long it was.
+    if (pending->content_length > 0 && !request.hasRawHeader("Content-Length"))
+        request.setHeader(QNetworkRequest::ContentLengthHeader, pending->content_length);
 
-    QNetworkReply* reply = hasBody ? manager->sendCustomRequest(request, pending->verb, *pending->body)
-                                   : manager->sendCustomRequest(request, pending->verb);
+    HttpBodyDevice* device = pending->body != nullptr && pending->content_length != 0
+                                 ? new HttpBodyDevice(pending->body, pending->content_length)
+                                 : nullptr;
+    QNetworkReply* reply = manager->sendCustomRequest(request, pending->verb, device);
     if (reply == nullptr) {
         warn(*pending, QStringLiteral("sendCustomRequest returned null for"));
+        delete device;
         pending->result = kUnknownProtocol;
         pending->done.release();
         return;
     }
+    if (device != nullptr) {
+        // The device lives as long as the reply.
+        device->setParent(reply);
+        // Ended from the event loop, not from inside Qt's read of the body.
+        device->setFailureHandler([this, reply] {
+            QMetaObject::invokeMethod(
+                this, [this, reply] { giveUp(reply, kBodyRefused, QString()); }, Qt::QueuedConnection);
+        });
+    }
     active_replies.insert(reply, pending);
     onSignal(reply, &QNetworkReply::finished,
-             [this, reply](PendingHttpRequest* p) { finishRequest(reply, p); });
+             [this, reply, device](PendingHttpRequest* p) { finishRequest(reply, device, p); });
     watchProgress(reply, pending);
 }
 
@@ -286,16 +318,21 @@ void QtHttpNetworkService::Worker::watchProgress(QNetworkReply* reply, PendingHt
     // Without a read buffer limit, Qt's HTTP thread reads a reply that comes
     // faster than it can hand it over into memory for as long as it keeps
     // coming, before this thread hears of any of it. A limit set on the reply
-    // only reaches that thread if the request has already started there. Qt
-    // starts a request without a body at once, and one with a body of bytes
-    // one turn of this thread's loop later, from an event posted to the
-    // reply. Set now, and once more from an event posted to the reply behind
-    // that one, the limit is queued to the HTTP thread right behind the start
-    // of the request, and so always before the first byte of the answer;
-    // before the start it costs nothing, there being nobody to tell.
+    // only reaches that thread if the request has already started there,
+    // and Qt starts it at once, or, for a body it first takes whole from
+    // its device, two turns of this thread's loop later. Set at each of
+    // those moments, the limit is queued to the HTTP thread right behind the
+    // start of the request, and so always before the first byte of the
+    // answer; before the start it costs nothing, there being nobody to tell.
     const auto limit = [reply] { reply->setReadBufferSize(kReadBufferBytes); };
     limit();
-    QMetaObject::invokeMethod(reply, limit, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        reply,
+        [reply, limit] {
+            limit();
+            QMetaObject::invokeMethod(reply, limit, Qt::QueuedConnection);
+        },
+        Qt::QueuedConnection);
     markMoved(pending);
     watchInactivity(pending->limits.inactivityTimeoutMs);
 }
@@ -330,8 +367,7 @@ void QtHttpNetworkService::Worker::endStalledExchanges()
         const int limit = pending->limits.inactivityTimeoutMs;
         if (limit <= 0 || now - pending->last_moved_ms < limit)
             continue;
-        giveUp(it.key(), pending, kStalled,
-               QStringLiteral("no data for %1 ms, exchange aborted;").arg(limit));
+        giveUp(it.key(), kStalled, QStringLiteral("no data for %1 ms, exchange aborted;").arg(limit));
     }
     if (active_replies.isEmpty())
         sweep->stop();
@@ -351,7 +387,7 @@ void QtHttpNetworkService::Worker::checkRedirect(QNetworkReply* reply, PendingHt
         Q_EMIT reply->redirectAllowed();
         return;
     }
-    giveUp(reply, pending, kRedirectRefused,
+    giveUp(reply, kRedirectRefused,
            QStringLiteral("redirect %1 refused (status %2, to %3);")
                .arg(QLatin1String(refusal))
                .arg(status)
@@ -370,7 +406,7 @@ void QtHttpNetworkService::Worker::checkAnnouncedLength(QNetworkReply* reply, Pe
         pending->response->body.reserve(static_cast<std::size_t>(std::max<qint64>(announced, 0)));
         return;
     }
-    giveUp(reply, pending, kTooLarge,
+    giveUp(reply, kTooLarge,
            QStringLiteral("reply announces %1 bytes, more than the limit of %2; exchange aborted;")
                .arg(announced)
                .arg(limit));
@@ -386,13 +422,13 @@ void QtHttpNetworkService::Worker::readAvailable(QNetworkReply* reply, PendingHt
         && available <= limit - static_cast<qint64>(pending->response->body.size()))
         return;
     if (!readBody(*reply, pending->response->body, limit))
-        giveUp(reply, pending, kTooLarge, bodyOverLimit(limit));
+        giveUp(reply, kTooLarge, bodyOverLimit(limit));
 }
 
-void QtHttpNetworkService::Worker::giveUp(QNetworkReply* reply, PendingHttpRequest* pending, qint32 error,
-                                          const QString& why)
+void QtHttpNetworkService::Worker::giveUp(QNetworkReply* reply, qint32 error, const QString& why)
 {
-    if (pending->given_up != 0 || !active_replies.contains(reply))
+    PendingHttpRequest* pending = active_replies.value(reply);
+    if (pending == nullptr || pending->given_up != 0)
         return;
     if (!why.isEmpty())
         warn(*pending, why);
@@ -401,7 +437,8 @@ void QtHttpNetworkService::Worker::giveUp(QNetworkReply* reply, PendingHttpReque
     reply->abort();
 }
 
-void QtHttpNetworkService::Worker::finishRequest(QNetworkReply* reply, PendingHttpRequest* pending)
+void QtHttpNetworkService::Worker::finishRequest(QNetworkReply* reply, HttpBodyDevice* device,
+                                                 PendingHttpRequest* pending)
 {
     ReleaseOnExit release(pending->done);
     // Written last, before the sender is released (destructors run in
@@ -430,6 +467,14 @@ void QtHttpNetworkService::Worker::finishRequest(QNetworkReply* reply, PendingHt
         pending->given_up = kTooLarge;
     }
 
+    // The sender may destroy its body as soon as it wakes.
+    if (device != nullptr) {
+        device->detach();
+        if (const QString why = bodyFailure(device->failure()); !why.isEmpty()) {
+            warn(*pending, why);
+            pending->given_up = kBodyRefused;
+        }
+    }
     // From here on the reply's late signals find no exchange (onSignal).
     active_replies.remove(reply);
     reply->deleteLater();
@@ -452,7 +497,7 @@ void QtHttpNetworkService::Worker::shutdown()
     const QHash<QNetworkReply*, PendingHttpRequest*> snapshot = active_replies;
     // A cancellation, not a transport error: nothing is logged for it.
     for (auto it = snapshot.cbegin(); it != snapshot.cend(); ++it)
-        giveUp(it.key(), it.value(), kOperationCanceled, QString());
+        giveUp(it.key(), kOperationCanceled, QString());
     while (!active_replies.isEmpty())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
 }
@@ -462,7 +507,7 @@ void QtHttpNetworkService::Worker::abortCancelled()
     const QHash<QNetworkReply*, PendingHttpRequest*> snapshot = active_replies;
     for (auto it = snapshot.cbegin(); it != snapshot.cend(); ++it) {
         if (it.value()->isCancelled())
-            giveUp(it.key(), it.value(), kOperationCanceled, QString());
+            giveUp(it.key(), kOperationCanceled, QString());
     }
 }
 

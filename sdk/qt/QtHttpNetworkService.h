@@ -15,6 +15,8 @@ class QTimer;
 
 namespace QuorvelSdk {
 
+class HttpBodyDevice;
+
 // Runs every HTTP exchange on one thread of its own ("QuorvelSdk-Net"), where
 // Qt's network access manager lives, and hands each result back to the
 // thread that asked for it. A sender blocks until its exchange is over:
@@ -30,7 +32,7 @@ public:
     {
     public:
         void perform(PendingHttpRequest* pending);
-        void finishRequest(QNetworkReply* reply, PendingHttpRequest* pending);
+        void finishRequest(QNetworkReply* reply, HttpBodyDevice* device, PendingHttpRequest* pending);
         // Aborts every active reply and returns once all have finished.
         void shutdown();
         // Aborts the active replies whose chain has been cancelled.
@@ -44,7 +46,7 @@ public:
         void checkRedirect(QNetworkReply* reply, PendingHttpRequest* pending, const QUrl& target);
         // Ends the exchange with `error`, whatever the reply's own state,
         // warning with `why` unless it is empty (a shutdown is no failure).
-        void giveUp(QNetworkReply* reply, PendingHttpRequest* pending, qint32 error, const QString& why);
+        void giveUp(QNetworkReply* reply, qint32 error, const QString& why);
         // Calls `handler` with the reply's exchange, and the signal's
         // arguments, for as long as the exchange is active.
         template <typename Signal, typename Handler>
