@@ -1,9 +1,10 @@
 #pragma once
 
+#include <memory>
+
+#include <QHash>
 #include <QMutex>
 #include <QObject>
-#include <QElapsedTimer>
-#include <QHash>
 
 #include "sdk/qt/HttpLimits.h"
 #include "sdk/qt/PendingHttpRequest.h"
@@ -11,19 +12,20 @@
 class QNetworkAccessManager;
 class QNetworkReply;
 class QThread;
-class QTimer;
 
 namespace QuorvelSdk {
 
 class HttpBodyDevice;
+namespace detail {
+class InactivityWatch;
+}
 
 // Runs every HTTP exchange on one thread of its own ("QuorvelSdk-Net"), where
 // Qt's network access manager lives, and hands each result back to the
 // thread that asked for it. A sender blocks until its exchange is over:
-// answered, failed, aborted for going beyond the limits (HttpLimits: too
-// large a reply, or no data moving for too long), or cancelled because the
-// service shuts down, which wakes every sender with 5 (Qt's "operation
-// cancelled").
+// answered, failed, refused by one of the exchange policies (redirects,
+// cookies, reply size, inactivity: sdk/qt/detail), or cancelled because the
+// service shuts down, which wakes every sender with TransportError::Cancelled.
 class QtHttpNetworkService : public QObject
 {
 public:
@@ -31,6 +33,9 @@ public:
     class Worker : public QObject
     {
     public:
+        Worker();
+        ~Worker() override;
+
         void perform(PendingHttpRequest* pending);
         void finishRequest(QNetworkReply* reply, HttpBodyDevice* device, PendingHttpRequest* pending);
         // Aborts every active reply and returns once all have finished.
@@ -39,11 +44,6 @@ public:
         void abortCancelled();
 
     private:
-        void readAvailable(QNetworkReply* reply, PendingHttpRequest* pending);
-        void checkAnnouncedLength(QNetworkReply* reply, PendingHttpRequest* pending);
-        // Follows a redirect only within the request's origin, and only
-        // where the verb stays what it was.
-        void checkRedirect(QNetworkReply* reply, PendingHttpRequest* pending, const QUrl& target);
         // Ends the exchange with `error`, whatever the reply's own state,
         // warning with `why` unless it is empty (a shutdown is no failure).
         void giveUp(QNetworkReply* reply, qint32 error, const QString& why);
@@ -51,36 +51,32 @@ public:
         // arguments, for as long as the exchange is active.
         template <typename Signal, typename Handler>
         void onSignal(QNetworkReply* reply, Signal signal, Handler handler);
-        void watchProgress(QNetworkReply* reply, PendingHttpRequest* pending);
-        void markMoved(PendingHttpRequest* pending);
-        void watchInactivity(int limitMs);
-        void endStalledExchanges();
+        void watch(QNetworkReply* reply, HttpBodyDevice* device, PendingHttpRequest* pending);
 
         QNetworkAccessManager* manager = nullptr;
-        // Created with the first exchange that has an inactivity limit.
-        QTimer* sweep = nullptr;
-        QElapsedTimer clock;
         // Started and not yet finished, each with the exchange it serves.
         QHash<QNetworkReply*, PendingHttpRequest*> active_replies;
+        std::unique_ptr<detail::InactivityWatch> inactivity;
     };
 
     explicit QtHttpNetworkService(QObject* parent = nullptr);
     // Shuts down (if not yet done), then stops the thread.
     ~QtHttpNetworkService() override;
 
-    // Refuses new exchanges (they fail at once with 5) and aborts those in
-    // flight, waking their senders with 5. The thread keeps running until
-    // destruction. Calling it again does nothing more.
+    // Refuses new exchanges (they fail at once with Cancelled) and aborts
+    // those in flight, waking their senders with Cancelled. The thread keeps
+    // running until destruction. Calling it again does nothing more.
     void shutdown();
 
     // Sends one exchange and blocks until it is over; returns 0 when a reply
-    // was obtained (whatever its status), else Qt's network error number. Must
-    // not be called on the network thread, which would wait for itself.
+    // was obtained (whatever its status), else a transport error number
+    // (TransportErrors.h, or Qt's own). Must not be called on the network
+    // thread, which would wait for itself.
     qint32 execute(PendingHttpRequest& pending);
 
-    // Ends, with 5, the exchanges in flight whose ExchangeCancellation is
-    // set; returns at once. Their senders wake as soon as the network
-    // thread gets to it.
+    // Ends, with Cancelled, the exchanges in flight whose
+    // ExchangeCancellation is set; returns at once. Their senders wake as
+    // soon as the network thread gets to it.
     void abortCancelled();
 
     // Applies to exchanges posted from now on.
