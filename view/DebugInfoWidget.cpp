@@ -60,10 +60,9 @@ DebugInfoWidget::DebugInfoWidget(ChatService* service, QWidget* parent) : QWidge
     m_status->setFont(statusFont);
     layout->addWidget(m_status);
 
-    for (QPointer<FieldLabel>* field :
-         {&m_id, &m_kind, &m_chatTitle, &m_defaultChannel, &m_version, &m_stateKey}) {
-        *field = new FieldLabel(this);
-        layout->addWidget(*field);
+    for (QPointer<FieldLabel>& field : m_fields) {
+        field = new FieldLabel(this);
+        layout->addWidget(field);
     }
 
     auto* caption = plainLabel(tr("Raw EntityDto dump:"), this);
@@ -141,8 +140,7 @@ void DebugInfoWidget::showStatus(const QString& text)
 {
     setPageState(false, false);
     setText(m_status, text);
-    for (const QPointer<FieldLabel>& field :
-         {m_id, m_kind, m_chatTitle, m_defaultChannel, m_version, m_stateKey}) {
+    for (const QPointer<FieldLabel>& field : m_fields) {
         if (field)
             field->clearField();
     }
@@ -153,13 +151,13 @@ void DebugInfoWidget::showChat(const Chat& chat)
 {
     setPageState(false, false);
     setText(m_status, tr("Chat resolved."));
-    setField(m_id, tr("Chat.id: %1"), chat.id.toString(QUuid::WithoutBraces));
-    setField(m_kind, tr("Chat.kind: %1"), chatKindText(chat.kind));
-    setField(m_chatTitle, tr("Chat.title: %1"), orEmptyMarker(chat.title));
-    setField(m_defaultChannel, tr("Chat.isDefaultChannel: %1"),
+    setField(Id, tr("Chat.id: %1"), chat.id.toString(QUuid::WithoutBraces));
+    setField(Kind, tr("Chat.kind: %1"), chatKindText(chat.kind));
+    setField(ChatTitle, tr("Chat.title: %1"), orEmptyMarker(chat.title));
+    setField(DefaultFlag, tr("Chat.isDefaultChannel: %1"),
              chat.isDefaultChannel ? QStringLiteral("true") : QStringLiteral("false"));
-    setField(m_version, tr("Chat.version: %1"), QString::number(chat.version));
-    setField(m_stateKey, tr("Chat.stateKey: %1"), orEmptyMarker(chat.stateKey));
+    setField(Version, tr("Chat.version: %1"), QString::number(chat.version));
+    setField(StateKey, tr("Chat.stateKey: %1"), orEmptyMarker(chat.stateKey));
     showDump(chat.rawDump);
 }
 
@@ -168,7 +166,7 @@ void DebugInfoWidget::showError(const Error& error)
     showStatus(
         tr("Resolve failed — kind: %1, httpCode: %2").arg(errorKindText(error.kind)).arg(error.httpCode));
     setPageState(false, true);
-    setField(m_id, QStringLiteral("%1"), error.message);
+    setField(Id, QStringLiteral("%1"), error.message);
 }
 
 void DebugInfoWidget::setPageState(bool busy, bool failed)
@@ -196,10 +194,9 @@ void DebugInfoWidget::setText(const QPointer<QLabel>& label, const QString& text
         label->setText(text);
 }
 
-void DebugInfoWidget::setField(const QPointer<FieldLabel>& label, const QString& pattern,
-                               const QString& value)
+void DebugInfoWidget::setField(int line, const QString& pattern, const QString& value)
 {
-    if (label)
+    if (const QPointer<FieldLabel>& label = m_fields.at(std::size_t(line - kFirstField)))
         label->setField(pattern, value);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <memory>
 
 #include <QFutureWatcher>
@@ -8,6 +9,7 @@
 
 #include "chat/ChatTypes.h"
 #include "chat/Result.h"
+#include "view/PageLine.h"
 
 class QLabel;
 class QPlainTextEdit;
@@ -48,18 +50,14 @@ private:
     // Tells the host whether a request is under way, and whether what is
     // shown is a failure.
     void setPageState(bool busy, bool failed);
-    static void setField(const QPointer<FieldLabel>& label, const QString& prefix, const QString& value);
+    void setField(int line, const QString& pattern, const QString& value);
 
     ChatService* m_service;
     QPointer<QLabel> m_title;
     QPointer<QLabel> m_build;
     QPointer<QLabel> m_status;
-    QPointer<FieldLabel> m_id;
-    QPointer<FieldLabel> m_kind;
-    QPointer<FieldLabel> m_chatTitle;
-    QPointer<FieldLabel> m_defaultChannel;
-    QPointer<FieldLabel> m_version;
-    QPointer<FieldLabel> m_stateKey;
+    // Id, kind, title, default flag, version and state key (PageLine).
+    std::array<QPointer<FieldLabel>, kFieldCount> m_fields;
     QPointer<QPlainTextEdit> m_dump;
     // The dump as received; the view shows a bounded part of it.
     QString m_fullDump;

@@ -14,7 +14,7 @@
 #include <QTemporaryDir>
 
 #include "EmulatorProcess.h"
-#include "support/ViewLines.h"
+#include "view/PageLine.h"
 
 namespace QuorvelE2E {
 
@@ -80,8 +80,8 @@ private:
     QuorvelEmulator::EmulatorProcess m_emulator{QStringLiteral(QUORVEL_EMULATOR_BIN)};
 };
 
-using QuorvelTest::Line;
-using enum QuorvelTest::Line;
+using QuorvelChat::PageLine;
+using enum QuorvelChat::PageLine;
 
 // The run ended with a failure view (exit 5): `status`, `message` in the
 // first field line, the other field lines empty.

@@ -31,7 +31,7 @@ struct HostileRow
     QByteArray faults;
     // Expected status line and one more line of the view.
     QString status;
-    Line line;
+    PageLine line;
     QString text;
     // Stalls are ended by the inactivity limit, shortened from its one-minute
     // default so that the rows stay quick.

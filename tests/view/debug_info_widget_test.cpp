@@ -15,7 +15,6 @@
 #include <QRegularExpression>
 
 #include "chat/ChatService.h"
-#include "support/ViewLines.h"
 #include "support/qt/Golden.h"
 #include "view/DebugInfoWidget.h"
 #include "view/FieldLabel.h"
@@ -24,7 +23,6 @@ namespace QuorvelChat {
 namespace {
 
 using namespace Qt::StringLiterals;
-using enum QuorvelTest::Line;
 
 // Hands out futures whose results the test sets.
 class ManualBackend : public IChatBackend
