@@ -4,9 +4,9 @@ namespace tarsion {
 
 void use_standard_retry_policy(tenant_base& settings)
 {
-    settings.retry_verbs = {"PUT", "GET", "TRACE", "HEAD", "OPTIONS", "DELETE"};
-    settings.retry_statuses = {403, 429, 500, 502, 503};
-    settings.retry_delays = {1, 3, 5};
+    settings.retry_verbs = {standard_retry_verbs.begin(), standard_retry_verbs.end()};
+    settings.retry_statuses = {standard_retry_statuses.begin(), standard_retry_statuses.end()};
+    settings.retry_delays = {standard_retry_delays.begin(), standard_retry_delays.end()};
 }
 
 } // namespace tarsion
