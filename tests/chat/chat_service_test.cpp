@@ -27,14 +27,16 @@ TEST(ChatServiceTest, ReplacingCancelsTheOldChainThenAnnouncesRemovalAndTheNewOn
     std::vector<std::pair<std::string, std::size_t>> cancelled;
     QSemaphore gone;
     std::atomic<QThread*> goneOn{nullptr};
+    std::atomic<QThread*> affinityAtDeath{nullptr};
     ChatService service;
     QObject::connect(&service, &ChatService::adapterChanged, &service,
                      [&] { seenInAnnouncements.push_back(service.adapter()); });
     const auto traced = [&](const char* name) {
         auto adapter = std::make_unique<SdkAdapter>(nullptr);
         adapter->setCanceller([&, name] { cancelled.emplace_back(name, seenInAnnouncements.size()); });
-        QObject::connect(adapter.get(), &QObject::destroyed, [&] {
+        QObject::connect(adapter.get(), &QObject::destroyed, [&](QObject* dying) {
             goneOn = QThread::currentThread();
+            affinityAtDeath = dying->thread();
             gone.release();
         });
         return adapter;
@@ -54,6 +56,8 @@ TEST(ChatServiceTest, ReplacingCancelsTheOldChainThenAnnouncesRemovalAndTheNewOn
     EXPECT_EQ(service.statusText(), "ChatService: SDK chain attached, network thread running.");
     ASSERT_TRUE(gone.tryAcquire(1, int(QuorvelTest::kWatchdog.count())));
     EXPECT_NE(goneOn.load(), QThread::currentThread());
+    // With no thread of its own it takes no events on its way out.
+    EXPECT_EQ(affinityAtDeath.load(), nullptr);
 }
 
 TEST(BackendAdapter, EachAdapterHasItsOwnSizedPoolThatNeverRetiresThreads)
@@ -65,6 +69,7 @@ TEST(BackendAdapter, EachAdapterHasItsOwnSizedPoolThatNeverRetiresThreads)
         EXPECT_NE(pool, QThreadPool::globalInstance());
         EXPECT_EQ(pool->maxThreadCount(), threads);
         EXPECT_EQ(pool->expiryTimeout(), -1);
+        EXPECT_EQ(pool->objectName(), "QuorvelChat-Adapter");
     }
 }
 

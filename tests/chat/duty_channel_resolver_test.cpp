@@ -2,6 +2,8 @@
 // is chosen and how every SDK failure becomes a chat Error. The request it
 // sends and the chat it makes are checked over the Qt chain.
 #include <memory>
+#include <utility>
+#include <variant>
 #include <string>
 #include <vector>
 
@@ -98,7 +100,27 @@ TEST(KindTexts, EveryValueHasItsOwnNameAndAnyOtherAQuestionMark)
     for (int value = 0; value < chatKinds.size(); ++value)
         EXPECT_EQ(chatKindText(ChatKind(value)), chatKinds[value]) << value;
     EXPECT_EQ(errorKindText(ErrorKind(-1)), "?");
-    EXPECT_EQ(Result<Chat>().error(), err(ErrorKind::Unknown, "", -1));
+}
+
+// A result is a value or an error, never neither; assigning the other kind
+// replaces what it held, and reading the one it does not hold throws.
+TEST(ResultTest, HoldsOneOfAValueAndAnErrorAtATime)
+{
+    Result<Chat> result;
+    EXPECT_FALSE(result.hasValue());
+    EXPECT_EQ(result.error(), err(ErrorKind::Unknown, "", -1));
+    Chat chat;
+    chat.title = QStringLiteral("t");
+    result = chat;
+    ASSERT_TRUE(result.hasValue());
+    result.value().title += QStringLiteral("2");
+    EXPECT_EQ(std::as_const(result).value().title, "t2");
+    EXPECT_THROW(result.error(), std::bad_variant_access);
+    result = err(ErrorKind::Auth, "no", 401);
+    ASSERT_FALSE(result.hasValue());
+    result.error().httpCode = 403;
+    EXPECT_EQ(std::as_const(result).error(), err(ErrorKind::Auth, "no", 403));
+    EXPECT_THROW(result.value(), std::bad_variant_access);
 }
 
 // One reply per way the exchange can fail, through the tenant the chain

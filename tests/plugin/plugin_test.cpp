@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <QHBoxLayout>
+#include <QImage>
 #include <QJsonObject>
+
+#include <qtHelpers/Images.h>
 
 #include "LoadedPlugin.h"
 
@@ -66,39 +69,89 @@ TEST(PluginTest, AnswersTheHostsQuestionsAboutThePage)
 }
 
 // A page it cannot fill is a set-up fault the host hears of: logged as
-// critical and thrown, with the reason. A chat host that has a layout keeps it.
+// critical and thrown, with the reason. A chat host keeps a layout it has,
+// and one without gets a vertical one with no margins.
 TEST(PluginTest, FillsOnlyAPageWithAChatHost)
 {
-    for (const bool hasHost : {false, true}) {
+    enum Page
+    {
+        NoChatHost,
+        WithLayout,
+        WithoutLayout
+    };
+    for (const Page kind : {NoChatHost, WithLayout, WithoutLayout}) {
         LoadedPlugin host(QStringLiteral("http://127.0.0.1:1"), QStringLiteral("demo"));
         auto* chatHost = host.page->findChild<QWidget*>(QStringLiteral("PART_chatHost"));
-        if (!hasHost)
+        if (kind == NoChatHost)
             chatHost->setObjectName(QStringLiteral("elsewhere"));
-        auto* layout = new QHBoxLayout(chatHost);
-        layout->setContentsMargins(7, 7, 7, 7);
+        QLayout* layout = kind == WithoutLayout ? nullptr : new QHBoxLayout(chatHost);
+        if (layout != nullptr)
+            layout->setContentsMargins(7, 7, 7, 7);
         host.plugin->initialize();
         host.model->setView(host.page.get());
-        if (!hasHost) {
-            EXPECT_THROW(
-                {
-                    try {
-                        host.model->onViewLoaded();
-                    } catch (const std::runtime_error& e) {
-                        EXPECT_STREQ(e.what(), "QWidget. No control found: PART_chatHost");
-                        throw;
-                    }
-                },
-                std::runtime_error);
+        if (kind == NoChatHost) {
+            try {
+                host.model->onViewLoaded();
+                ADD_FAILURE() << "a page without a chat host was filled";
+            } catch (const std::runtime_error& e) {
+                EXPECT_STREQ(e.what(), "QWidget. No control found: PART_chatHost");
+            }
             continue;
         }
         host.model->onViewLoaded();
-        EXPECT_EQ(chatHost->layout(), layout);
-        EXPECT_EQ(layout->contentsMargins(), QMargins(7, 7, 7, 7));
-        EXPECT_EQ(layout->count(), 1);
+        ASSERT_NE(chatHost->layout(), nullptr);
+        EXPECT_EQ(chatHost->layout()->count(), 1);
+        if (kind == WithLayout) {
+            EXPECT_EQ(chatHost->layout(), layout);
+            EXPECT_EQ(layout->contentsMargins(), QMargins(7, 7, 7, 7));
+        } else {
+            EXPECT_NE(qobject_cast<QVBoxLayout*>(chatHost->layout()), nullptr);
+            EXPECT_EQ(chatHost->layout()->contentsMargins(), QMargins());
+        }
     }
     LoadedPlugin viewless(QStringLiteral("http://127.0.0.1:1"), QStringLiteral("demo"));
     viewless.plugin->initialize();
     EXPECT_THROW(viewless.model->onViewLoaded(), std::runtime_error);
+}
+
+// A sign-in whose client the host has already deleted attaches nothing: with
+// no client there are no tokens.
+TEST(PluginTest, AttachesNoChainWithoutASignInClient)
+{
+    LoadedPlugin host(QStringLiteral("http://127.0.0.1:1"), QStringLiteral("demo"));
+    ASSERT_TRUE(host.start());
+    delete host.account.getAmbrelClient().data();
+    Q_EMIT host.account.signedInUserChanged({QStringLiteral("user-1"), QStringLiteral("User")});
+    EXPECT_TRUE(host.shows(kNotSignedIn));
+}
+
+// The host's own answers, which a plug-in keeps unless it gives its own,
+// and its icons.
+TEST(PlatformDefaults, APageThatOverridesNothingGetsTheHostsAnswers)
+{
+    CAbstractVyxPlugin page;
+    page.setObjectName(QStringLiteral("Page"));
+    IVyxPlugin& plugin = page;
+    const QStringList texts{page.getCaption(),     plugin.getPluginCaption(), plugin.getPluginTitle(),
+                            plugin.getTooltip(),   plugin.getPluginId(),      plugin.getSettingsKey(),
+                            page.getViewFileName()};
+    EXPECT_EQ(texts, (QStringList{"Page", "Page", "Page", "Page", "Page", "Page", ""}));
+    const QList<int> numbers{plugin.getSortWeight(), plugin.getBadgeCount(), plugin.getViewItemIndentation()};
+    EXPECT_EQ(numbers, (QList<int>{0, 0, 0}));
+    const QList<bool> flags{page.canRefresh(),
+                            page.canClose(),
+                            plugin.isPinned(),
+                            plugin.isVisible(),
+                            plugin.getViewItemRootDecorated(),
+                            page.getIcon().isNull(),
+                            plugin.getPluginItemData().isValid()};
+    EXPECT_EQ(flags, (QList<bool>{false, true, false, true, false, true, false}));
+    for (const auto& [name, colour] : {std::pair{"ico-plugin-no-news", QColor(0x2d, 0x6c, 0xdf)},
+                                       std::pair{"ico-other", QColor(Qt::gray)}}) {
+        const QImage image = qtHelpers::images::icon(QLatin1String(name)).pixmap(32, 32).toImage();
+        EXPECT_EQ(image.pixelColor(16, 16), colour) << name;
+        EXPECT_EQ(image.pixelColor(0, 0).alpha(), 0) << name;
+    }
 }
 
 } // namespace

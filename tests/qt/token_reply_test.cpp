@@ -6,6 +6,7 @@
 
 #include <QCoreApplication>
 #include <QFutureWatcherBase>
+#include <QTcpServer>
 #include <QTimer>
 
 #include <Ambrel/Client.h>
@@ -39,8 +40,20 @@ TEST(TokenReply, AcceptsOnlyAWellFormedBearerToken)
          "access token longer than 8192 bytes"},
         {200, R"({"access_token":"t","token_type":"Bearer","expires_in":0})", badLifetime},
         {200, R"({"access_token":"t","token_type":"Bearer","expires_in":1.5})", badLifetime},
+        {200, R"({"access_token":"a-Z0.9_~+/x==","token_type":"Bearer","expires_in":31536000})", "",
+         31536000},
+        {200, R"({"access_token":"t","token_type":"Bearer","expires_in":31536001})", badLifetime},
+        {200, R"({"access_token":7,"token_type":"Bearer"})", "token endpoint sent no access token"},
+        {200, R"({"access_token":"t"})", "token type is \"\", not Bearer"},
         {200, "<html>", "token endpoint reply is not a JSON object"},
         {500, "oops", "token endpoint refused the client (HTTP 500)"},
+        // The endpoint's own words, printable and cut to 200 characters.
+        {400, R"({"error":"invalid_client","error_description":"bad\nline\u00e9"})",
+         "token endpoint refused the client (HTTP 400): invalid_client: bad?line?"},
+        {200, R"({"error":"e","error_description":")" + QByteArray(200, 'd') + R"("})",
+         "token endpoint answered with an error: e: " + std::string(200, 'd')},
+        {200, R"({"error":")" + QByteArray(201, 'e') + R"("})",
+         "token endpoint answered with an error: " + std::string(200, 'e') + "..."},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.body.left(80).toStdString());
@@ -51,6 +64,32 @@ TEST(TokenReply, AcceptsOnlyAWellFormedBearerToken)
             EXPECT_EQ(got->expiresInSeconds, row.expiresIn);
         }
     }
+}
+
+// The sign-in client's own exchange: the form it posts, and each way it fails.
+TEST(ClientCredentials, PostsTheFormAndNamesEachFailure)
+{
+    QuorvelTest::ScriptedHttpServer endpoint;
+    ASSERT_NE(endpoint.start(), 0);
+    endpoint.route(QStringLiteral("/ok"), {200, {}, R"({"access_token":"t1","token_type":"Bearer"})"});
+    endpoint.route(QStringLiteral("/big"), {200, {}, QByteArray(65537, ' ')});
+    QTcpServer closed;
+    ASSERT_TRUE(closed.listen(QHostAddress::LocalHost, 0));
+    const QString refused = QStringLiteral("http://127.0.0.1:%1/x").arg(closed.serverPort());
+    closed.close();
+    const std::pair<QString, QString> rows[] = {
+        {endpoint.baseUrl() + "/ok", "t1"},
+        {QString(), "no token endpoint configured"},
+        {endpoint.baseUrl() + "/big", "token endpoint reply larger than 65536 bytes"},
+        {refused, "token endpoint unreachable: Connection refused"},
+    };
+    for (const auto& [url, outcome] : rows) {
+        const auto token = Ambrel::ClientCredentials{QUrl(url), "c", "s p&"}.requestToken(5000);
+        EXPECT_EQ(token ? QString::fromLatin1(token->value) : token.error(), outcome);
+    }
+    ASSERT_FALSE(endpoint.received().isEmpty());
+    EXPECT_EQ(endpoint.received().at(0).body,
+              "grant_type=client_credentials&client_id=c&client_secret=s%20p%26");
 }
 
 TEST(TokenRenewal, LeavesAFifthOfTheLifetimeButNeverMoreThanAMinute)
@@ -128,7 +167,7 @@ TEST(TokenRenewal, SignOutStopsTheRenewalAndOutlivesASignInStillUnderWay)
 
     // A second sign-in before the first has its token: only the second counts.
     endpoint.route(QStringLiteral("/other/token"),
-                   {200, {}, R"({"token_type":"Bearer","expires_in":60,"access_token":"second"})"});
+                   {200, {}, R"({"token_type":"Bearer","expires_in":1,"access_token":"second"})"});
     int announced = 0;
     QObject::connect(&account, &CVyxAccount::signedInUserChanged, [&announced] { ++announced; });
     account.signIn(credentials);
@@ -138,7 +177,8 @@ TEST(TokenRenewal, SignOutStopsTheRenewalAndOutlivesASignInStillUnderWay)
     EXPECT_EQ(announced, 1);
     EXPECT_EQ(account.getUserInfo().userId, "d");
     EXPECT_EQ(client->getAccessTokenBytes(), "second");
-    EXPECT_EQ(renewal->interval(), 48000);
+    // Even a token of one second is renewed before it expires.
+    EXPECT_EQ(renewal->interval(), 800);
 }
 
 } // namespace
