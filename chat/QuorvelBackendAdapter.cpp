@@ -1,11 +1,29 @@
 #include "chat/QuorvelBackendAdapter.h"
 
+#include <exception>
+
 #include <QThreadPool>
 #include <QtConcurrent/QtConcurrentRun>
+
+#include <qtHelpers/Logger.h>
 
 #include "sdk/core/tenant.h"
 
 namespace QuorvelChat {
+namespace {
+
+// A failure inside a task, such as memory running out while a huge reply is
+// read, becomes the task's result: thrown out of the task it would reach
+// whoever reads the future, and end the host.
+Result<Chat> failedInside(const char* what)
+{
+    qtHelpers::logger(QtWarningMsg, qtHelpers::chat()).noquote()
+        << "QuorvelBackendAdapter: resolveChat failed:" << what;
+    return Error{ErrorKind::Unknown,
+                 QStringLiteral("The duty channel could not be resolved: %1").arg(QLatin1String(what)), -1};
+}
+
+} // namespace
 
 QuorvelBackendAdapter::QuorvelBackendAdapter(std::shared_ptr<tarsion::tenant> sdkTenant, quint32 kind,
                                              std::unique_ptr<IChatResolver> chatResolver,
@@ -33,7 +51,13 @@ QFuture<Result<Chat>> QuorvelBackendAdapter::resolveChat()
             return Error{
                 ErrorKind::Validation,
                 QStringLiteral("QuorvelBackendAdapter::resolveChat \u2014 no IChatResolver installed"), -1};
-        return r->resolve();
+        try {
+            return r->resolve();
+        } catch (const std::exception& e) {
+            return failedInside(e.what());
+        } catch (...) {
+            return failedInside("unknown exception");
+        }
     });
 }
 

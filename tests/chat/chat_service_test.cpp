@@ -10,6 +10,7 @@
 #include "chat/ChatService.h"
 #include "chat/QuorvelBackendAdapter.h"
 #include "chat_test_support.h"
+#include "support/qt/LogCapture.h"
 #include "support/qt/OffThread.h"
 
 namespace QuorvelChatTest {
@@ -95,6 +96,23 @@ TEST(BackendAdapter, UnbuiltOperationsAnswerNotImplementedWithTheirName)
                       QStringLiteral("QuorvelBackendAdapter::resolveChat \u2014 no IChatResolver installed"),
                       -1};
     EXPECT_EQ(errors, expected);
+}
+
+// Memory running out while a huge reply is read is no reason to end the
+// host: the resolution fails, and says why.
+TEST(BackendAdapter, AResolverThatThrowsFailsItsResolution)
+{
+    struct Throwing : IChatResolver
+    {
+        Result<Chat> resolve() override { throw std::bad_alloc(); }
+    };
+    QuorvelBackendAdapter adapter(nullptr, 0, std::make_unique<Throwing>(), 1);
+    QuorvelTest::LogCapture log;
+    QFuture<Result<Chat>> future = adapter.resolveChat();
+    future.waitForFinished();
+    EXPECT_EQ(future.result().error(),
+              (Error{ErrorKind::Unknown, "The duty channel could not be resolved: std::bad_alloc", -1}));
+    EXPECT_EQ(log.count("resolveChat failed: std::bad_alloc"), 1);
 }
 
 } // namespace
