@@ -8,6 +8,7 @@
 #include <qtHelpers/Logger.h>
 
 #include "sdk/core/tenant.h"
+#include "sdk/qt/ExchangeCancellation.h"
 
 namespace QuorvelChat {
 namespace {
@@ -27,10 +28,12 @@ Result<Chat> failedInside(const char* what)
 
 QuorvelBackendAdapter::QuorvelBackendAdapter(std::shared_ptr<tarsion::tenant> sdkTenant, quint32 kind,
                                              std::unique_ptr<IChatResolver> chatResolver,
-                                             qint32 maxThreadCount)
+                                             qint32 maxThreadCount,
+                                             std::shared_ptr<QuorvelSdk::ExchangeCancellation> cancellation)
     : tenant(std::move(sdkTenant))
     , principalKind(kind)
     , resolver(std::move(chatResolver))
+    , chainCancellation(std::move(cancellation))
     , pool(std::make_unique<QThreadPool>())
 {
     pool->setMaxThreadCount(maxThreadCount);
@@ -46,7 +49,11 @@ QuorvelBackendAdapter::~QuorvelBackendAdapter()
 QFuture<Result<Chat>> QuorvelBackendAdapter::resolveChat()
 {
     IChatResolver* r = resolver.get();
-    return QtConcurrent::run(pool.get(), [r]() -> Result<Chat> {
+    if (latestResolution)
+        latestResolution->cancel();
+    latestResolution = chainCancellation ? chainCancellation->child() : nullptr;
+    return QtConcurrent::run(pool.get(), [r, own = latestResolution]() -> Result<Chat> {
+        const QuorvelSdk::ExchangeCancellation::Scope scope(own.get());
         if (r == nullptr)
             return Error{
                 ErrorKind::Validation,

@@ -10,6 +10,9 @@ class QThreadPool;
 namespace tarsion {
 class tenant;
 }
+namespace QuorvelSdk {
+class ExchangeCancellation;
+}
 
 namespace QuorvelChat {
 
@@ -20,8 +23,11 @@ namespace QuorvelChat {
 class QuorvelBackendAdapter final : public IChatBackend
 {
 public:
+    // `cancellation`, when given, is the chain's: each resolution gets one of
+    // its own beneath it, and a new resolution cancels the one before.
     QuorvelBackendAdapter(std::shared_ptr<tarsion::tenant> tenant, quint32 principalKind,
-                          std::unique_ptr<IChatResolver> resolver, qint32 maxThreadCount);
+                          std::unique_ptr<IChatResolver> resolver, qint32 maxThreadCount,
+                          std::shared_ptr<QuorvelSdk::ExchangeCancellation> cancellation = {});
     // Waits for every queued and running task before the resolver and the
     // tenant they use go.
     ~QuorvelBackendAdapter() override;
@@ -44,6 +50,10 @@ private:
     std::shared_ptr<tarsion::tenant> tenant;
     quint32 principalKind;
     std::unique_ptr<IChatResolver> resolver;
+    std::shared_ptr<QuorvelSdk::ExchangeCancellation> chainCancellation;
+    // The latest resolution's, cancelled when a newer one starts: only the
+    // latest is ever shown, and an earlier one must not keep a thread.
+    std::shared_ptr<QuorvelSdk::ExchangeCancellation> latestResolution;
     // Declared last so that it is destroyed, and drained, first.
     std::unique_ptr<QThreadPool> pool;
 };

@@ -27,12 +27,15 @@ std::unique_ptr<SdkAdapter> buildSdkChain(const SdkChainSettings& settings)
     base.business_id_suffix = settings.businessIdSuffix.toStdString();
     tarsion::use_standard_retry_policy(base);
     auto tenant = std::make_shared<tarsion::tenant>(std::move(base), std::move(tokens));
-    tenant->sleep = [cancellation](std::uint32_t seconds) { cancellation->sleep(seconds); };
+    tenant->sleep = [cancellation](std::uint32_t seconds) {
+        QuorvelSdk::ExchangeCancellation::current(cancellation.get())->sleep(seconds);
+    };
 
     auto resolver = std::make_unique<DutyChannelChatResolver>(tenant, settings.principalKind,
                                                               QStringLiteral("EN_US"), settings.dumpEntity);
-    auto backend = std::make_unique<QuorvelBackendAdapter>(
-        std::move(tenant), settings.principalKind, std::move(resolver), qint32(settings.adapterThreads));
+    auto backend = std::make_unique<QuorvelBackendAdapter>(std::move(tenant), settings.principalKind,
+                                                           std::move(resolver),
+                                                           qint32(settings.adapterThreads), cancellation);
     auto adapter = std::make_unique<SdkAdapter>(std::move(backend));
     adapter->setCanceller([cancellation] { cancellation->cancel(); });
     return adapter;

@@ -11,6 +11,7 @@
 
 #include "sdk/core/http_base.h"
 #include "sdk/core/http_response.h"
+#include "sdk/qt/ExchangeCancellation.h"
 #include "sdk/qt/HttpLimits.h"
 
 namespace QuorvelSdk {
@@ -29,8 +30,8 @@ struct PendingHttpRequest
     // What the body announced, -1 when it did not.
     qint64 content_length = -1;
     bool disable_redirects = false;
-    // The sending chain's cancellation, if it has one (ExchangeCancellation).
-    const std::atomic<bool>* cancelled = nullptr;
+    // What cancels this exchange, if anything (the sender's resolution, its chain).
+    const ExchangeCancellation* cancellation = nullptr;
     tarsion::http_response* response = nullptr;
     qint32 result = 0;
     QSemaphore done{0};
@@ -39,7 +40,7 @@ struct PendingHttpRequest
     // Set on the network thread when this layer itself ends the exchange
     // (limit exceeded, shutdown): the error number the sender gets.
     qint32 given_up = 0;
-    bool isCancelled() const { return cancelled != nullptr && cancelled->load(); }
+    bool isCancelled() const { return cancellation != nullptr && cancellation->isCancelled(); }
     // Started when the network thread takes the exchange up.
     QElapsedTimer timer;
     // When the network thread last saw the exchange move, on its own clock.

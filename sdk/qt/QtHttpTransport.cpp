@@ -34,8 +34,7 @@ std::int32_t QtHttpTransport::send(const std::string& verb, const std::string& u
         pending.headers.append({QByteArray::fromStdString(name), QByteArray::fromStdString(value)});
     pending.disable_redirects = disable_redirects;
     pending.response = &response;
-    if (cancellation)
-        pending.cancelled = &cancellation->flag();
+    pending.cancellation = ExchangeCancellation::current(cancellation.get());
     pending.body = request_body;
     std::uint64_t announced = 0;
     if (request_body != nullptr && request_body->size(announced))

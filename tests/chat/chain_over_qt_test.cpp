@@ -2,7 +2,12 @@
 // service and the host's sign-in client, against a loopback server served by
 // this thread while the adapter's pool thread waits for the exchange. It
 // pins the one request the plug-in sends, byte for byte.
+#include <algorithm>
 #include <memory>
+
+#include <QScopeGuard>
+#include <QTcpServer>
+#include <QTcpSocket>
 
 #include <gtest/gtest.h>
 
@@ -72,6 +77,47 @@ TEST(ChainOverQt, ResolvesTheDutyChannelWithTheSignedInToken)
         EXPECT_EQ(received[0].header("Content-Type"), QByteArray("application/json"));
         EXPECT_EQ(received[0].body, QByteArray(kDutyChannelQueryBody));
     }
+}
+
+// Each resolution supersedes the one before: its exchange ends at once, so
+// that presses of refresh against a service that never answers can never
+// fill the pool, and the latest is the one still waiting. Retiring the chain
+// ends that one too.
+TEST(ChainOverQt, ANewResolutionEndsTheOneBefore)
+{
+    QTcpServer silent;
+    ASSERT_TRUE(silent.listen(QHostAddress::LocalHost, 0));
+    QList<QTcpSocket*> accepted;
+    QObject::connect(&silent, &QTcpServer::newConnection,
+                     [&] { accepted << silent.nextPendingConnection(); });
+    auto network = std::make_unique<QuorvelSdk::QtHttpNetworkService>();
+    Ambrel::Client client;
+    client.setAccessToken("tok");
+    QuorvelSdk::AmbrelTokenProvider provider(&client);
+    SdkChainSettings settings;
+    settings.networkService = network.get();
+    settings.tokenProvider = &provider;
+    settings.baseUrl = QStringLiteral("http://127.0.0.1:%1").arg(silent.serverPort());
+    settings.businessId = QStringLiteral("b1");
+    std::unique_ptr<SdkAdapter> chain = buildSdkChain(settings);
+    // Whatever fails, nothing is left waiting for the server.
+    const auto retire = qScopeGuard([&] { chain->cancel(); });
+    QList<QFuture<Result<Chat>>> resolutions;
+    for (int press = 0; press < 6; ++press) {
+        resolutions << chain->resolveChat();
+        // Each reaches the server before the next press.
+        ASSERT_TRUE(QuorvelTest::waitUntil([&] { return accepted.size() > press; }));
+    }
+    ASSERT_TRUE(QuorvelTest::waitUntil([&] {
+        return std::all_of(resolutions.begin(), resolutions.end() - 1,
+                           [](const auto& f) { return f.isFinished(); });
+    }));
+    EXPECT_FALSE(resolutions.last().isFinished());
+    for (int i = 0; i < 5; ++i)
+        EXPECT_EQ(resolutions[i].result().error(), (Error{ErrorKind::Network, QString(), 5})) << i;
+    chain->cancel();
+    ASSERT_TRUE(QuorvelTest::waitUntil([&] { return resolutions.last().isFinished(); }));
+    EXPECT_EQ(resolutions.last().result().error().httpCode, 5);
 }
 
 } // namespace

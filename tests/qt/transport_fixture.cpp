@@ -13,18 +13,6 @@
 
 namespace QuorvelTest {
 
-bool waitUntil(const std::function<bool()>& done)
-{
-    QElapsedTimer clock;
-    clock.start();
-    while (!done()) {
-        if (clock.elapsed() > kWatchdog.count())
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    }
-    return true;
-}
-
 #ifdef __linux__
 long currentThreadId()
 {

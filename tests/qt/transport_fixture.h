@@ -10,9 +10,6 @@
 
 namespace QuorvelTest {
 
-// Spins this thread's events until `done` holds or the watchdog fires.
-bool waitUntil(const std::function<bool()>& done);
-
 #ifdef __linux__
 // The kernel's id of the calling thread.
 long currentThreadId();

@@ -5,6 +5,8 @@
 #include <memory>
 #include <optional>
 
+#include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QEventLoop>
 #include <QThread>
 #include <QTimer>
@@ -16,6 +18,19 @@ namespace QuorvelTest {
 // How long any single blocking exchange in a test may take before the test
 // fails instead of hanging.
 inline constexpr std::chrono::milliseconds kWatchdog{10000};
+
+// Spins this thread's events until `done` holds or the watchdog fires.
+inline bool waitUntil(const std::function<bool()>& done)
+{
+    QElapsedTimer clock;
+    clock.start();
+    while (!done()) {
+        if (clock.elapsed() > kWatchdog.count())
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    }
+    return true;
+}
 
 // Runs `work` on a thread of its own while this thread keeps serving its
 // events (a loopback server may live here). If the watchdog fires, the test
