@@ -1,28 +1,11 @@
 #include "sdk/qt/ExchangeCancellation.h"
 
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 
 #include "sdk/qt/QtHttpNetworkService.h"
 
 namespace QuorvelSdk {
 namespace {
-
-// One wake-up for every retry wait: a cancellation wakes the waits of its
-// children too, and cancellations are rare enough that waking all of them
-// to look again costs nothing.
-std::mutex& wakeLock()
-{
-    static std::mutex lock;
-    return lock;
-}
-
-std::condition_variable& wake()
-{
-    static std::condition_variable condition;
-    return condition;
-}
 
 thread_local const ExchangeCancellation* t_current = nullptr;
 
@@ -40,14 +23,26 @@ std::shared_ptr<ExchangeCancellation> ExchangeCancellation::child() const
     return std::make_shared<ExchangeCancellation>(m_service, shared_from_this());
 }
 
+const ExchangeCancellation& ExchangeCancellation::root() const
+{
+    const ExchangeCancellation* top = this;
+    while (top->m_parent)
+        top = top->m_parent.get();
+    return *top;
+}
+
 void ExchangeCancellation::cancel()
 {
+    // Every wait of the family sleeps on the root: a cancellation wakes its
+    // children's waits too, which look again and go on sleeping if theirs is
+    // not among the cancelled.
+    const ExchangeCancellation& top = root();
     {
-        std::lock_guard lock(wakeLock());
+        std::lock_guard lock(top.m_mutex);
         if (m_cancelled.exchange(true))
             return;
     }
-    wake().notify_all();
+    top.m_wake.notify_all();
     // After the flag: an exchange posted from now on sees it, and one posted
     // before is already known to the network thread when the abort arrives.
     m_service->abortCancelled();
@@ -64,8 +59,9 @@ bool ExchangeCancellation::isCancelled() const
 
 void ExchangeCancellation::sleep(std::uint32_t seconds) const
 {
-    std::unique_lock lock(wakeLock());
-    wake().wait_for(lock, std::chrono::seconds(seconds), [this] { return isCancelled(); });
+    const ExchangeCancellation& top = root();
+    std::unique_lock lock(top.m_mutex);
+    top.m_wake.wait_for(lock, std::chrono::seconds(seconds), [this] { return isCancelled(); });
 }
 
 ExchangeCancellation::Scope::Scope(const ExchangeCancellation* cancellation) : m_previous(t_current)

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 
 namespace QuorvelSdk {
 
@@ -52,9 +54,14 @@ public:
     static const ExchangeCancellation* current(const ExchangeCancellation* fallback);
 
 private:
+    // The topmost parent, on whose condition every wait of the family sleeps.
+    const ExchangeCancellation& root() const;
+
     QtHttpNetworkService* m_service;
     std::shared_ptr<const ExchangeCancellation> m_parent;
     std::atomic<bool> m_cancelled{false};
+    mutable std::mutex m_mutex;
+    mutable std::condition_variable m_wake;
 };
 
 } // namespace QuorvelSdk
