@@ -26,13 +26,12 @@ QuorvelSdk::HttpLimits networkLimits(const QObject* app)
     QuorvelSdk::HttpLimits limits;
     if (app == nullptr)
         return limits;
-    bool ok = false;
-    const qint64 maxReply = app->property("maxReplyBytes").toLongLong(&ok);
-    if (ok && maxReply > 0)
-        limits.maxReplyBytes = maxReply;
-    const int inactivity = app->property("inactivityTimeoutMs").toInt(&ok);
-    if (ok && inactivity > 0)
-        limits.inactivityTimeoutMs = inactivity;
+    for (const auto& [name, member] : QuorvelSdk::HttpLimits::kByName) {
+        bool ok = false;
+        const qint64 value = app->property(name).toLongLong(&ok);
+        if (ok && value > 0)
+            limits.*member = value;
+    }
     return limits;
 }
 

@@ -13,6 +13,22 @@
 
 namespace {
 
+// The limits a host hands its plug-ins, by option and by the name the
+// plug-ins know them by.
+struct NetworkLimit
+{
+    const char* option;
+    const char* name;
+    const char* help;
+};
+constexpr NetworkLimit kNetworkLimits[] = {
+    {"max-reply-bytes", "maxReplyBytes", "Largest reply body a plug-in accepts (0: the plug-in's default)."},
+    {"inactivity-timeout-ms", "inactivityTimeoutMs",
+     "A plug-in's exchange with no data moving for this long fails (0: the plug-in's default)."},
+    {"exchange-deadline-ms", "exchangeDeadlineMs",
+     "A plug-in's exchange not over this long after it began fails (0: the plug-in's default)."},
+};
+
 // The secret comes from the option, else from the file (or standard input),
 // else from VYX_CLIENT_SECRET: only the first shows in the process list.
 bool readClientSecret(const QString& given, const QString& fileName, QString& secret, QString& error)
@@ -75,10 +91,8 @@ void CommandLine::describe(QCommandLineParser& parser)
     option("screenshot", "Save the window as PNG once settled.", "FILE");
     option("stay", "Keep running after the screenshot.");
     option("timeout-ms", "Exit 3 when not settled by then.", "N", "20000");
-    option("max-reply-bytes", "Largest reply body a plug-in accepts (0: the plug-in's default).", "N", "0");
-    option("inactivity-timeout-ms",
-           "A plug-in's exchange with no data moving for this long fails (0: the plug-in's default).", "N",
-           "0");
+    for (const NetworkLimit& limit : kNetworkLimits)
+        option(limit.option, limit.help, "N", "0");
     option("print-peak-memory", "On exit, print the process's peak resident memory to stderr.");
     option("then",
            "With --print-view or --screenshot: once the page has settled, STEP, and so on for each "
@@ -158,14 +172,14 @@ CommandLine::Parsed CommandLine::parse(const QStringList& arguments, CommandLine
             QStringLiteral("--settle-ms and --timeout-ms take non-negative whole numbers of milliseconds");
         return Parsed::Invalid;
     }
-    bool maxReplyOk = false;
-    bool inactivityOk = false;
-    out.maxReplyBytes = parser.value(QStringLiteral("max-reply-bytes")).toLongLong(&maxReplyOk);
-    out.inactivityTimeoutMs = parser.value(QStringLiteral("inactivity-timeout-ms")).toInt(&inactivityOk);
-    if (!maxReplyOk || out.maxReplyBytes < 0 || !inactivityOk || out.inactivityTimeoutMs < 0) {
-        error =
-            QStringLiteral("--max-reply-bytes and --inactivity-timeout-ms take non-negative whole numbers");
-        return Parsed::Invalid;
+    for (const NetworkLimit& limit : kNetworkLimits) {
+        bool ok = false;
+        const qint64 value = parser.value(QLatin1String(limit.option)).toLongLong(&ok);
+        if (!ok || value < 0) {
+            error = QStringLiteral("--%1 takes a non-negative whole number").arg(QLatin1String(limit.option));
+            return Parsed::Invalid;
+        }
+        out.networkLimits.append({limit.name, value});
     }
     out.steps = parser.values(QStringLiteral("then"));
     for (const QString& step : out.steps) {

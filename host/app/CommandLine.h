@@ -1,5 +1,8 @@
 #pragma once
 
+#include <utility>
+
+#include <QList>
 #include <QString>
 #include <QStringList>
 
@@ -21,9 +24,9 @@ struct CommandLine
     bool stay = false;
     bool printPeakMemory = false;
     int timeoutMs = 20000;
-    // Network limits handed to plug-ins; 0 leaves a plug-in's own default.
-    qint64 maxReplyBytes = 0;
-    int inactivityTimeoutMs = 0;
+    // Network limits handed to plug-ins by the names they know them by; 0
+    // leaves a plug-in's own default.
+    QList<std::pair<const char*, qint64>> networkLimits;
     // Run by the probe one after another, each once the page has settled:
     // "refresh", "sign-out", "sign-in" or "sign-in=CLIENT_ID".
     QStringList steps;

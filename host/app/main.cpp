@@ -58,7 +58,8 @@ int runHost(const CommandLine& options)
     CTarsionApp app;
     app.setBaseUrl(options.baseUrl);
     app.setVyxBusinessId(options.businessId);
-    app.setNetworkLimits(options.maxReplyBytes, options.inactivityTimeoutMs);
+    for (const auto& [name, value] : options.networkLimits)
+        app.setNetworkLimit(name, value);
     CVyxAccount account;
     app.setAccount(&account);
 

@@ -1,12 +1,15 @@
 #pragma once
 
+#include <array>
+#include <utility>
+
 #include <QtGlobal>
 
 namespace QuorvelSdk {
 
-// What one exchange may cost at most. A service that goes beyond either
-// limit, by accident or on purpose, ends the exchange with a transport
-// error instead of holding a thread or the host's memory for ever.
+// What one exchange may cost at most. A service that goes beyond a limit,
+// by accident or on purpose, ends the exchange with a transport error
+// instead of holding a thread or the host's memory for ever.
 struct HttpLimits
 {
     // Reply body bytes (after any content decoding) kept at most; a reply
@@ -14,9 +17,19 @@ struct HttpLimits
     // with at most a few megabytes in practice.
     qint64 maxReplyBytes = 64LL * 1024 * 1024;
     // An exchange during which nothing at all is sent or received for this
-    // long is aborted. A slow reply that keeps sending is never cut. 0 turns
-    // the limit off.
-    int inactivityTimeoutMs = 60 * 1000;
+    // long is aborted. 0 turns the limit off.
+    qint64 inactivityTimeoutMs = 60 * 1000;
+    // An exchange not over this long after it began is aborted, however it
+    // moves: a reply trickled a byte at a time ends too. 0 turns it off.
+    qint64 deadlineMs = 120 * 1000;
+
+    // Each limit by the name a host gives it, as a property of its
+    // application object; a host that leaves one unset keeps the default.
+    static constexpr std::array<std::pair<const char*, qint64 HttpLimits::*>, 3> kByName{{
+        {"maxReplyBytes", &HttpLimits::maxReplyBytes},
+        {"inactivityTimeoutMs", &HttpLimits::inactivityTimeoutMs},
+        {"exchangeDeadlineMs", &HttpLimits::deadlineMs},
+    }};
 };
 
 } // namespace QuorvelSdk

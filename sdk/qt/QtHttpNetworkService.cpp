@@ -11,7 +11,7 @@
 #include "sdk/qt/TransportErrors.h"
 #include "sdk/qt/detail/CookiePolicy.h"
 #include "sdk/qt/detail/ExchangeLog.h"
-#include "sdk/qt/detail/InactivityWatch.h"
+#include "sdk/qt/detail/TimeLimits.h"
 #include "sdk/qt/detail/RedirectPolicy.h"
 #include "sdk/qt/detail/ReplySizeLimit.h"
 
@@ -107,9 +107,9 @@ qint32 QtHttpNetworkService::execute(PendingHttpRequest& pending)
 }
 
 QtHttpNetworkService::Worker::Worker()
-    : inactivity(std::make_unique<detail::InactivityWatch>(
+    : timeLimits(std::make_unique<detail::TimeLimits>(
         this, active_replies,
-        [this](QNetworkReply* reply, const QString& why) { giveUp(reply, TransportError::Stalled, why); }))
+        [this](QNetworkReply* reply, qint32 error, const QString& why) { giveUp(reply, error, why); }))
 {
 }
 
@@ -169,7 +169,7 @@ void QtHttpNetworkService::Worker::onSignal(QNetworkReply* reply, Signal signal,
         if (pending == nullptr)
             return;
         // Every sign of life counts as progress for the inactivity limit.
-        inactivity->moved(*pending);
+        timeLimits->moved(*pending);
         handler(pending, arguments...);
     });
 }
@@ -215,7 +215,7 @@ void QtHttpNetworkService::Worker::watch(QNetworkReply* reply, HttpBodyDevice* d
                    .arg(detail::loggedUrl(next)));
     });
     detail::limitReadAhead(reply);
-    inactivity->begin(*pending);
+    timeLimits->begin(*pending);
 }
 
 void QtHttpNetworkService::Worker::giveUp(QNetworkReply* reply, qint32 error, const QString& why)

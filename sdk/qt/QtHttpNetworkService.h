@@ -17,14 +17,14 @@ namespace QuorvelSdk {
 
 class HttpBodyDevice;
 namespace detail {
-class InactivityWatch;
+class TimeLimits;
 }
 
 // Runs every HTTP exchange on one thread of its own ("QuorvelSdk-Net"), where
 // Qt's network access manager lives, and hands each result back to the
 // thread that asked for it. A sender blocks until its exchange is over:
 // answered, failed, refused by one of the exchange policies (redirects,
-// cookies, reply size, inactivity: sdk/qt/detail), or cancelled because the
+// cookies, reply size, time limits: sdk/qt/detail), or cancelled because the
 // service shuts down, which wakes every sender with TransportError::Cancelled.
 class QtHttpNetworkService : public QObject
 {
@@ -56,7 +56,7 @@ public:
         QNetworkAccessManager* manager = nullptr;
         // Started and not yet finished, each with the exchange it serves.
         QHash<QNetworkReply*, PendingHttpRequest*> active_replies;
-        std::unique_ptr<detail::InactivityWatch> inactivity;
+        std::unique_ptr<detail::TimeLimits> timeLimits;
     };
 
     explicit QtHttpNetworkService(QObject* parent = nullptr);

@@ -5,8 +5,9 @@
 namespace QuorvelSdk::TransportError {
 
 // The error numbers the transport gives for failures it decides itself, one
-// per cause, each Qt's own number for the nearest network failure. Every
-// other number a sender gets is Qt's, for what happened on the network.
+// per cause, Qt's own number for the nearest network failure where there is
+// one. Every other number a sender gets is Qt's, for what happened on the
+// network.
 
 // The service is shutting down, or the sender's chain was cancelled.
 inline constexpr qint32 Cancelled = QNetworkReply::OperationCanceledError;
@@ -14,6 +15,9 @@ inline constexpr qint32 Cancelled = QNetworkReply::OperationCanceledError;
 inline constexpr qint32 Stalled = QNetworkReply::TimeoutError;
 // A redirect to another origin, or one that would change the verb.
 inline constexpr qint32 RedirectRefused = QNetworkReply::InsecureRedirectError;
+// The exchange was not over by its deadline. Qt has no number for this;
+// it is outside the range of Qt's own.
+inline constexpr qint32 DeadlinePassed = 1001;
 // The request body could not be read, or not to its announced length.
 inline constexpr qint32 BodyRefused = QNetworkReply::ContentReSendError;
 // The reply announced or sent more than the reply size limit.

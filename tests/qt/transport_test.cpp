@@ -11,6 +11,7 @@
 #include <QTimer>
 
 #include "sdk/core/string_body.h"
+#include "sdk/qt/TransportErrors.h"
 #include "support/qt/ScriptedHttpServer.h"
 #include "transport_fixture.h"
 
@@ -266,6 +267,33 @@ TEST_F(TransportReply, AGetAnsweredWithinTheInactivityLimitArrivesOnAFreshServic
                            .value_or(Exchange{});
     EXPECT_EQ(e.result, 0) << log.messages().join('\n').toStdString();
     EXPECT_EQ(e.response.body, "slow");
+}
+
+// A reply that keeps trickling never stalls, but ends at the deadline.
+TEST_F(TransportReply, AReplyStillTricklingAtTheDeadlineEnds)
+{
+    service->setLimits({64 * 1024, 60 * 1000, 300});
+    QTcpServer trickle;
+    ASSERT_TRUE(trickle.listen(QHostAddress::LocalHost, 0));
+    QTimer drip;
+    QObject::connect(&trickle, &QTcpServer::newConnection, [&] {
+        QTcpSocket* socket = trickle.nextPendingConnection();
+        socket->write("HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n");
+        QObject::connect(&drip, &QTimer::timeout, socket, [socket] { socket->write("x"); });
+        drip.start(20);
+    });
+    const std::string url = "http://127.0.0.1:" + std::to_string(trickle.serverPort()) + "/slow";
+    LogCapture log;
+    const Exchange e = runOffThread<Exchange>(
+                           [&] {
+                               Exchange got;
+                               got.result = transport.send("GET", url, {}, nullptr, false, 0, got.response);
+                               return got;
+                           },
+                           [this] { service.reset(); })
+                           .value_or(Exchange{});
+    EXPECT_EQ(e.result, QuorvelSdk::TransportError::DeadlinePassed);
+    EXPECT_EQ(log.count("not over after 300 ms"), 1) << log.messages().join('\n').toStdString();
 }
 
 TEST_F(TransportReply, CookiesAreNeitherKeptNorSent)

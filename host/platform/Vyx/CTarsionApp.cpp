@@ -54,8 +54,7 @@ void CTarsionApp::setAccount(CVyxAccount* account)
     m_account = account;
 }
 
-void CTarsionApp::setNetworkLimits(qint64 maxReplyBytes, int inactivityTimeoutMs)
+void CTarsionApp::setNetworkLimit(const char* name, qint64 value)
 {
-    setProperty("maxReplyBytes", maxReplyBytes > 0 ? QVariant(maxReplyBytes) : QVariant());
-    setProperty("inactivityTimeoutMs", inactivityTimeoutMs > 0 ? QVariant(inactivityTimeoutMs) : QVariant());
+    setProperty(name, value > 0 ? QVariant(value) : QVariant());
 }

@@ -27,10 +27,10 @@ public:
     void setBaseUrl(const QString& url);
     void setVyxBusinessId(const QString& id);
     void setAccount(CVyxAccount* account);
-    // Network limits for plug-ins, set as the dynamic properties
-    // "maxReplyBytes" and "inactivityTimeoutMs" of this object; a plug-in
-    // that knows them may honour them. 0 leaves a property unset.
-    void setNetworkLimits(qint64 maxReplyBytes, int inactivityTimeoutMs);
+    // A network limit for plug-ins ("maxReplyBytes", "inactivityTimeoutMs",
+    // "exchangeDeadlineMs"...), set as a dynamic property of this object; a
+    // plug-in that knows it may honour it. 0 leaves it unset.
+    void setNetworkLimit(const char* name, qint64 value);
 
 private:
     QString m_baseUrl;

@@ -13,15 +13,16 @@ class QTimer;
 
 namespace QuorvelSdk::detail {
 
-// Ends the exchanges during which nothing at all moved for their inactivity
-// limit. A slow reply that keeps sending is never cut.
-class InactivityWatch
+// Ends the exchanges that go beyond their time limits: those during which
+// nothing at all moved for their inactivity limit, and those not over by
+// their deadline, however they move.
+class TimeLimits
 {
 public:
     using Exchanges = QHash<QNetworkReply*, PendingHttpRequest*>;
-    // `exchanges` are those in flight; `stalled` ends one of them.
-    InactivityWatch(QObject* owner, const Exchanges& exchanges,
-                    std::function<void(QNetworkReply*, const QString& why)> stalled);
+    using Ender = std::function<void(QNetworkReply*, qint32 error, const QString& why)>;
+    // `exchanges` are those in flight; `end` ends one of them.
+    TimeLimits(QObject* owner, const Exchanges& exchanges, Ender end);
 
     // An exchange has begun, on the clock that starts with the first one.
     void begin(PendingHttpRequest& pending);
@@ -33,7 +34,7 @@ private:
 
     QObject* m_owner;
     const Exchanges& m_exchanges;
-    std::function<void(QNetworkReply*, const QString&)> m_stalled;
+    Ender m_end;
     // One timer for all exchanges, created with the first that has a limit.
     QTimer* m_timer = nullptr;
     QElapsedTimer m_clock;
