@@ -94,6 +94,8 @@ void CommandLine::describe(QCommandLineParser& parser)
     for (const NetworkLimit& limit : kNetworkLimits)
         option(limit.option, limit.help, "N", "0");
     option("print-peak-memory", "On exit, print the process's peak resident memory to stderr.");
+    option("quit-after-ms", "Quit this long after the start (0: never), and print how long quitting took.",
+           "N", "0");
     option("then",
            "With --print-view or --screenshot: once the page has settled, STEP, and so on for each "
            "--then in turn; exit once the last has settled. STEP: refresh, sign-out, sign-in, or "
@@ -167,9 +169,12 @@ CommandLine::Parsed CommandLine::parse(const QStringList& arguments, CommandLine
     out.stay = parser.isSet(QStringLiteral("stay"));
     out.printPeakMemory = parser.isSet(QStringLiteral("print-peak-memory"));
     out.timeoutMs = parser.value(QStringLiteral("timeout-ms")).toInt(&timeoutOk);
-    if (!settleOk || out.settleMs < 0 || !timeoutOk || out.timeoutMs <= 0) {
+    bool quitOk = false;
+    out.quitAfterMs = parser.value(QStringLiteral("quit-after-ms")).toInt(&quitOk);
+    if (!settleOk || out.settleMs < 0 || !timeoutOk || out.timeoutMs <= 0 || !quitOk || out.quitAfterMs < 0) {
         error =
-            QStringLiteral("--settle-ms and --timeout-ms take non-negative whole numbers of milliseconds");
+            QStringLiteral("--settle-ms, --timeout-ms and --quit-after-ms take non-negative whole numbers of "
+                           "milliseconds");
         return Parsed::Invalid;
     }
     for (const NetworkLimit& limit : kNetworkLimits) {

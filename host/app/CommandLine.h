@@ -24,6 +24,8 @@ struct CommandLine
     bool stay = false;
     bool printPeakMemory = false;
     int timeoutMs = 20000;
+    // Quit this long after the start, and say how long quitting took.
+    int quitAfterMs = 0;
     // Network limits handed to plug-ins by the names they know them by; 0
     // leaves a plug-in's own default.
     QList<std::pair<const char*, qint64>> networkLimits;

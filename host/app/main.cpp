@@ -7,6 +7,8 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QElapsedTimer>
+#include <QTimer>
 
 #include <Ambrel/ClientCredentials.h>
 #include <Vyx/CTarsionApp.h>
@@ -52,8 +54,9 @@ int printHelp(int argc, char** argv)
 }
 
 // The window with its plug-in pages, signed in and probed as the options
-// say, until the application ends.
-int runHost(const CommandLine& options)
+// say, until the application ends. `quitting` starts when a quit is asked
+// for by --quit-after-ms.
+int runHost(const CommandLine& options, QElapsedTimer& quitting)
 {
     CTarsionApp app;
     app.setBaseUrl(options.baseUrl);
@@ -85,7 +88,17 @@ int runHost(const CommandLine& options)
         probe.start(signInAtStart);
     if (signInAtStart)
         account.signIn(credentials);
-    return QApplication::exec();
+    if (options.quitAfterMs > 0) {
+        QTimer::singleShot(options.quitAfterMs, [&quitting] {
+            quitting.start();
+            QApplication::quit();
+        });
+    }
+    const int exitCode = QApplication::exec();
+    // Before the pages go: a plug-in waiting for a token must not keep the
+    // host from ending.
+    account.abandonTokenRequests();
+    return exitCode;
 }
 
 } // namespace
@@ -108,14 +121,20 @@ int main(int argc, char** argv)
         printError(error);
         return BadArguments;
     }
-    QApplication application(argc, argv);
-    nameApplication();
-    if (early == CommandLine::Parsed::UnknownOption
-        && CommandLine::parse(QApplication::arguments(), options, error) != CommandLine::Parsed::Ok) {
-        printError(error);
-        return BadArguments;
+    int exitCode = Settled;
+    QElapsedTimer quitting;
+    {
+        QApplication application(argc, argv);
+        nameApplication();
+        if (early == CommandLine::Parsed::UnknownOption
+            && CommandLine::parse(QApplication::arguments(), options, error) != CommandLine::Parsed::Ok) {
+            printError(error);
+            return BadArguments;
+        }
+        exitCode = runHost(options, quitting);
     }
-    const int exitCode = runHost(options);
+    if (quitting.isValid())
+        printError(QStringLiteral("vyx-host: quit took %1 ms").arg(quitting.elapsed()));
     if (options.printPeakMemory)
         printPeakMemory();
     return exitCode;

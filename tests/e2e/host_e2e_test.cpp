@@ -2,6 +2,7 @@
 #include "e2e_fixture.h"
 
 #include <QJsonObject>
+#include <QRegularExpression>
 #include <QProcess>
 
 namespace QuorvelE2E {
@@ -50,6 +51,45 @@ TEST(HostCommandLine, AnswersWithTheDocumentedExitCode)
         EXPECT_EQ(host.exitCode(), row.exitCode) << err.toStdString();
         EXPECT_TRUE(row.exitCode == 0 ? out.startsWith(row.expected) : err.contains(row.expected))
             << out.toStdString() << err.toStdString();
+    }
+}
+
+// Quitting never waits for a service or a token endpoint, whatever is
+// pending: a sign-in, a renewal after a 401, a query, or a reply that
+// trickles. The host says how long quitting took; a second is the goal,
+// three the bound that tells a hang (it was fifteen seconds, or for ever)
+// from a busy machine.
+TEST_F(HostEndToEnd, QuitsPromptlyWhateverIsPending)
+{
+    const struct
+    {
+        const char* pending;
+        QByteArray faults;
+        int tokens;
+        int queries;
+    } rows[] = {
+        {"sign-in", R"({"kind":"delay","target":"token","delayMs":60000})", 1, 0},
+        {"renewal", R"([{"kind":"expire"},{"kind":"delay","target":"token","after":1,"delayMs":60000}])", 2,
+         1},
+        {"query", R"({"kind":"delay","delayMs":60000})", 1, 1},
+        {"trickling reply", R"({"kind":"stall","delayMs":60000,"bytes":100})", 1, 1},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.pending);
+        admin("POST", QStringLiteral("/_emulator/reset"));
+        fault(row.faults);
+        HostOptions options;
+        options.arguments = {QStringLiteral("--quit-after-ms"), QStringLiteral("1500")};
+        const HostRun run = runHost(options);
+        EXPECT_EQ(run.exitCode, kSettled) << run.errors.toStdString();
+        const QRegularExpressionMatch took =
+            QRegularExpression(QStringLiteral("quit took (\\d+) ms")).match(run.errors);
+        ASSERT_TRUE(took.hasMatch()) << run.errors.toStdString();
+        EXPECT_LT(took.captured(1).toInt(), 3000);
+        RecordProperty(row.pending, took.captured(1).toStdString());
+        // It was pending when the host quit.
+        EXPECT_EQ(stat("tokens"), row.tokens);
+        EXPECT_EQ(stat("queries"), row.queries);
     }
 }
 

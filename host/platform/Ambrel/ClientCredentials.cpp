@@ -76,17 +76,54 @@ private:
 
 } // namespace
 
-std::expected<AccessToken, QString> ClientCredentials::requestToken(int timeoutMs) const
+void TokenRequestAbort::abort()
+{
+    std::lock_guard lock(m_mutex);
+    m_aborted = true;
+    // Queued: each loop quits on its own thread, whichever thread aborts.
+    for (QEventLoop* loop : std::as_const(m_loops))
+        QMetaObject::invokeMethod(loop, &QEventLoop::quit, Qt::QueuedConnection);
+}
+
+bool TokenRequestAbort::isAborted() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_aborted;
+}
+
+TokenRequestAbort::Watch::Watch(TokenRequestAbort* abort, QEventLoop& loop) : m_abort(abort), m_loop(loop)
+{
+    if (m_abort == nullptr)
+        return;
+    std::lock_guard lock(m_abort->m_mutex);
+    m_abort->m_loops.append(&m_loop);
+}
+
+TokenRequestAbort::Watch::~Watch()
+{
+    if (m_abort == nullptr)
+        return;
+    std::lock_guard lock(m_abort->m_mutex);
+    m_abort->m_loops.removeOne(&m_loop);
+}
+
+std::expected<AccessToken, QString>
+ClientCredentials::requestToken(int timeoutMs, const std::shared_ptr<TokenRequestAbort>& abort) const
 {
     const auto fail = [](const QString& why) { return std::unexpected(why); };
     if (!tokenUrl.isValid() || tokenUrl.isEmpty())
         return fail(QStringLiteral("no token endpoint configured"));
+    const auto abandoned = [&abort] { return abort && abort->isAborted(); };
+    if (abandoned())
+        return fail(QStringLiteral("token request abandoned"));
 
     // A manager of its own on the calling thread, so that any thread may ask.
     QNetworkAccessManager manager;
     QNetworkReply* reply = manager.post(tokenRequest(tokenUrl), tokenForm(clientId, clientSecret));
     BoundedBody body(reply);
     QEventLoop loop;
+    // An abort between here and the loop's start is a quit already queued.
+    const TokenRequestAbort::Watch watch(abort.get(), loop);
     QObject::connect(reply, &QNetworkReply::metaDataChanged, &loop, [&body] { body.take(); });
     QObject::connect(reply, &QNetworkReply::readyRead, &loop, [&body] { body.take(); });
     QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
@@ -95,6 +132,10 @@ std::expected<AccessToken, QString> ClientCredentials::requestToken(int timeoutM
     reply->deleteLater();
     if (reply->isFinished())
         body.take();
+    if (abandoned()) {
+        reply->abort();
+        return fail(QStringLiteral("token request abandoned"));
+    }
     if (body.tooLarge())
         return fail(QStringLiteral("token endpoint reply larger than %1 bytes").arg(kMaxTokenReplyBytes));
     if (!reply->isFinished()) {

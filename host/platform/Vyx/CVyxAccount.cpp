@@ -15,6 +15,7 @@ CVyxAccount::CVyxAccount(QObject* parent)
     : QObject(parent)
     , m_client(new Ambrel::Client(this))
     , m_renewal(new QTimer(this))
+    , m_abort(std::make_shared<Ambrel::TokenRequestAbort>())
 {
     qRegisterMetaType<Ambrel::SignIn::UserInfo>();
     m_renewal->setSingleShot(true);
@@ -30,7 +31,16 @@ CVyxAccount::CVyxAccount(QObject* parent)
             Qt::QueuedConnection);
 }
 
-CVyxAccount::~CVyxAccount() = default;
+CVyxAccount::~CVyxAccount()
+{
+    m_abort->abort();
+}
+
+void CVyxAccount::abandonTokenRequests()
+{
+    m_renewal->stop();
+    m_abort->abort();
+}
 
 bool CVyxAccount::getIsSignedIn() const
 {
@@ -50,9 +60,12 @@ QPointer<Ambrel::Client> CVyxAccount::getAmbrelClient() const
 void CVyxAccount::signIn(const Ambrel::ClientCredentials& credentials)
 {
     m_renewal->stop();
+    // What the previous sign-in still asks for belongs to nobody.
+    m_abort->abort();
+    m_abort = std::make_shared<Ambrel::TokenRequestAbort>();
     m_credentials = std::make_unique<Ambrel::ClientCredentials>(credentials);
-    m_client->setTokenSource([credentials]() -> Ambrel::AccessToken {
-        return credentials.requestToken().value_or(Ambrel::AccessToken());
+    m_client->setTokenSource([credentials, abort = m_abort]() -> Ambrel::AccessToken {
+        return credentials.requestToken(15000, abort).value_or(Ambrel::AccessToken());
     });
     ++m_generation;
     requestToken(
@@ -67,6 +80,8 @@ void CVyxAccount::signOut()
 {
     ++m_generation;
     m_renewal->stop();
+    m_abort->abort();
+    m_abort = std::make_shared<Ambrel::TokenRequestAbort>();
     m_client->clearAccessToken();
     const bool wasSignedIn = getIsSignedIn();
     m_user = {};
@@ -100,8 +115,8 @@ void CVyxAccount::requestToken(std::function<void(const Ambrel::AccessToken&)> o
     });
     // Off the user-interface thread, which the endpoint may keep waiting;
     // the task touches nothing of this object.
-    watcher->setFuture(
-        QtConcurrent::run([credentials = *m_credentials] { return credentials.requestToken(); }));
+    watcher->setFuture(QtConcurrent::run(
+        [credentials = *m_credentials, abort = m_abort] { return credentials.requestToken(15000, abort); }));
 }
 
 void CVyxAccount::planRenewal(qint64 expiresInSeconds)

@@ -14,7 +14,8 @@ class QTimer;
 
 namespace Ambrel {
 struct ClientCredentials;
-}
+class TokenRequestAbort;
+} // namespace Ambrel
 
 // The host's account: who is signed in, and the sign-in client that holds
 // their token.
@@ -37,6 +38,10 @@ public:
     void signOut();
     // Announces a user without fetching a token (tests, fixed tokens).
     void setSignedIn(const Ambrel::SignIn::UserInfo& user, const QByteArray& token);
+    // Ends every token request under way, a sign-in's or a renewal's, and
+    // fails later ones at once: the host is going, and must not wait for a
+    // token endpoint that has stopped answering.
+    void abandonTokenRequests();
 
 Q_SIGNALS:
     void signedInUserChanged(const Ambrel::SignIn::UserInfo& info);
@@ -55,6 +60,8 @@ private:
     QTimer* m_renewal;
     // The host side of signing in, which a plug-in never sees.
     std::unique_ptr<Ambrel::ClientCredentials> m_credentials;
+    // Ends the token requests of the current sign-in; a new one per sign-in.
+    std::shared_ptr<Ambrel::TokenRequestAbort> m_abort;
     Ambrel::SignIn::UserInfo m_user;
     quint64 m_generation = 0;
 };
