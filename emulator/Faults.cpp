@@ -1,5 +1,6 @@
 #include "Faults.h"
 
+#include "FaultEffects.h"
 #include "JsonAccess.h"
 
 #include <QJsonDocument>
@@ -136,134 +137,6 @@ Read<qint64> readSized(const QJsonObject& object, const char* name, FaultKind ki
     }
     return readInteger(object, key, key, range->min, range->max);
 }
-
-QByteArray entityTemplateId(qint64 index)
-{
-    return QStringLiteral("00000000-0000-4000-8000-%1").arg(index, 12, 16, QLatin1Char('0')).toLatin1();
-}
-
-// Copies of the real result, each with an id of its own, so that a client
-// that indexes by id sees distinct entities. Built from serialised text:
-// a 50 MB reply is a few hundred thousand entities.
-HttpReply enlarge(const Fault& fault, HttpReply normal)
-{
-    const QJsonDocument document = QJsonDocument::fromJson(normal.body);
-    const QJsonArray source = document.array();
-    if (!document.isArray() || source.isEmpty())
-        return normal;
-
-    QList<QByteArray> templates;
-    QList<QByteArray> ids;
-    for (const QJsonValue& entity : source) {
-        templates.append(QJsonDocument(entity.toObject()).toJson(QJsonDocument::Compact));
-        ids.append(entity.toObject().value(QLatin1String("id")).toString().toLatin1());
-    }
-
-    const qint64 wantCount = fault.count.value_or(0);
-    const qint64 wantBytes = fault.bytes.value_or(0);
-    QByteArray body("[");
-    body.reserve(qMax<qint64>(wantBytes, 0) + 1024);
-    for (qint64 i = 0; i < wantCount || body.size() + 1 < wantBytes; ++i) {
-        const qsizetype which = qsizetype(i % templates.size());
-        QByteArray copy = templates.at(which);
-        if (i >= templates.size() && !ids.at(which).isEmpty())
-            copy.replace(ids.at(which), entityTemplateId(i));
-        if (i > 0)
-            body.append(',');
-        body.append(copy);
-    }
-    body.append(']');
-    normal.body = std::move(body);
-    return normal;
-}
-
-HttpReply breakUtf8(HttpReply normal)
-{
-    static const QByteArray marker = QByteArrayLiteral("\"entityTypeKey\":\"");
-    static const QByteArray invalid = QByteArrayLiteral("\xC3\x28\xFF");
-    const qsizetype at = normal.body.indexOf(marker);
-    if (at >= 0)
-        normal.body.insert(at + marker.size(), invalid);
-    else
-        normal.body = "[{" + marker + invalid + "\"}]";
-    return normal;
-}
-
-// `unit` over and over, exactly `size` bytes of it.
-QByteArray repeatedTo(const QByteArray& unit, qint64 size)
-{
-    QByteArray text = unit.repeated(qsizetype(size / unit.size() + 1));
-    text.truncate(qsizetype(size));
-    return text;
-}
-
-// As repeatedTo, but a character the cut would split is left out whole, so
-// that the text stays valid UTF-8 (JSON text must be).
-QByteArray repeatedToCharacter(const QByteArray& unit, qint64 size)
-{
-    // One byte more, to see whether the cut falls inside a character.
-    QByteArray text = repeatedTo(unit, size + 1);
-    qsizetype end = qsizetype(size);
-    while (end > 0 && (uchar(text.at(end)) & 0xC0) == 0x80)
-        --end;
-    text.truncate(end);
-    return text;
-}
-
-QJsonArray retitledLocales(QJsonArray locales, const QString& title)
-{
-    for (qsizetype i = 0; i < locales.size(); ++i) {
-        QJsonObject locale = locales.at(i).toObject();
-        locale.insert(QLatin1String("display"), title);
-        locale.insert(QLatin1String("value"), title);
-        locales.replace(i, locale);
-    }
-    return locales;
-}
-
-QJsonObject retitledEntity(QJsonObject entity, const QString& title)
-{
-    static const QLatin1String kAttributes("attributeValues");
-    static const QLatin1String kLocales("valueLocales");
-    QJsonArray attributes = entity.value(kAttributes).toArray();
-    for (qsizetype i = 0; i < attributes.size(); ++i) {
-        QJsonObject attribute = attributes.at(i).toObject();
-        if (attribute.value(QLatin1String("attributeKey")).toString() != QLatin1String("TICKET_TITLE"))
-            continue;
-        attribute.insert(kLocales, retitledLocales(attribute.value(kLocales).toArray(), title));
-        attributes.replace(i, attribute);
-    }
-    if (entity.contains(kAttributes))
-        entity.insert(kAttributes, attributes);
-    return entity;
-}
-
-// Rebuilt through QJsonDocument rather than patched as text, so whatever
-// the title holds (quotes, line breaks, control characters) arrives as
-// that exact string in well-formed JSON.
-HttpReply retitle(const Fault& fault, HttpReply normal)
-{
-    const QJsonDocument document = QJsonDocument::fromJson(normal.body);
-    if (!document.isArray())
-        return normal;
-    const QString title =
-        QString::fromUtf8(fault.bytes ? repeatedToCharacter(*fault.body, *fault.bytes) : *fault.body);
-    QJsonArray entities = document.array();
-    for (qsizetype i = 0; i < entities.size(); ++i)
-        entities.replace(i, retitledEntity(entities.at(i).toObject(), title));
-    normal.body = QJsonDocument(entities).toJson(QJsonDocument::Compact);
-    return normal;
-}
-
-// A body given in the fault, stretched to `bytes` when asked to.
-QByteArray faultBody(const Fault& fault)
-{
-    return fault.bytes ? repeatedTo(*fault.body, *fault.bytes) : *fault.body;
-}
-
-} // namespace
-
-namespace {
 
 // Reading a fault is a series of steps, each reading its members into the
 // fault or saying why it cannot; the first refusal is the answer.
@@ -518,91 +391,44 @@ QJsonObject Fault::toJson() const
 
 PlannedReply applyFault(const Fault& fault, HttpReply normal)
 {
+    const bool succeeded = normal.status >= 200 && normal.status < 300;
     PlannedReply planned{std::move(normal), {}};
-    HttpReply& reply = planned.reply;
-    Delivery& delivery = planned.delivery;
-    const bool succeeded = reply.status >= 200 && reply.status < 300;
-    delivery.delayMs = fault.kind == FaultKind::Stall ? 0 : fault.delayMs;
+    planned.delivery.delayMs = fault.delayMs;
 
     switch (fault.kind) {
-    case FaultKind::Status:
-        if (fault.body) {
-            reply = HttpReply{fault.status, {}, faultBody(fault)};
-            reply.headers.append({"Content-Type", fault.contentType.isEmpty()
-                                                      ? QByteArrayLiteral("text/plain; charset=utf-8")
-                                                      : fault.contentType});
-        } else {
-            reply =
-                HttpReply::message(fault.status, QStringLiteral("Injected fault: HTTP %1").arg(fault.status));
-        }
-        break;
-    case FaultKind::NonJson:
-        reply = HttpReply{
-            fault.status,
-            {},
-            fault.body ? faultBody(fault)
-                       : QByteArrayLiteral(
-                           "<!DOCTYPE html><html><head><title>Service unavailable</title></head>"
-                           "<body><h1>Service unavailable</h1><p>The gateway could not reach the service.</p>"
-                           "</body></html>")};
-        reply.headers.append({"Content-Type", fault.contentType.isEmpty()
-                                                  ? QByteArrayLiteral("text/html; charset=utf-8")
-                                                  : fault.contentType});
-        break;
+    case FaultKind::Status: planned = replaceWithStatus(fault, std::move(planned)); break;
+    case FaultKind::NonJson: planned = replaceWithPage(fault, std::move(planned)); break;
+    case FaultKind::Nested: planned = replaceWithNesting(fault, std::move(planned)); break;
     case FaultKind::Object:
-        if (succeeded) {
-            const QJsonDocument document = QJsonDocument::fromJson(reply.body);
-            reply.body = QJsonDocument(QJsonObject{{QStringLiteral("value"), document.array()},
-                                                   {QStringLiteral("count"), document.array().size()}})
-                             .toJson(QJsonDocument::Compact);
-        }
+        if (succeeded)
+            planned = wrapInObject(fault, std::move(planned));
         break;
     case FaultKind::Large:
         if (succeeded)
-            reply = enlarge(fault, std::move(reply));
-        break;
-    case FaultKind::Nested:
-        reply = HttpReply{200,
-                          {{"Content-Type", "application/json"}},
-                          QByteArray(fault.depth, '[') + QByteArray(fault.depth, ']')};
+            planned = enlarge(fault, std::move(planned));
         break;
     case FaultKind::InvalidUtf8:
         if (succeeded)
-            reply = breakUtf8(std::move(reply));
-        break;
-    case FaultKind::Close:
-    case FaultKind::Truncate:
-    case FaultKind::Stall:
-        delivery.cut = fault.kind == FaultKind::Close      ? Delivery::Cut::Close
-                       : fault.kind == FaultKind::Truncate ? Delivery::Cut::Truncate
-                                                           : Delivery::Cut::Stall;
-        delivery.cutAt = fault.bytes.value_or(reply.body.size() / 2);
-        delivery.stallMs = fault.delayMs;
+            planned = breakUtf8(fault, std::move(planned));
         break;
     case FaultKind::Title:
         if (succeeded)
-            reply = retitle(fault, std::move(reply));
+            planned = retitle(fault, std::move(planned));
         break;
-    case FaultKind::Flood:
-    case FaultKind::HeaderLine:
-        reply = fault.kind == FaultKind::Flood ? HttpReply{200, {{"Content-Type", "application/json"}}, {}}
-                                               : HttpReply{200, {}, {}};
-        delivery.stream =
-            fault.kind == FaultKind::Flood ? Delivery::Stream::Flood : Delivery::Stream::HeaderLine;
-        delivery.streamBytes = fault.bytes;
-        break;
-    case FaultKind::Headers:
-        for (qint64 i = 1; i <= fault.count.value_or(kDefaultFillerHeaders); ++i)
-            reply.headers.append({"X-Filler-" + QByteArray::number(i), QByteArray::number(i)});
-        break;
+    case FaultKind::Stall: planned = stallMidBody(fault, std::move(planned)); break;
+    case FaultKind::Close: planned = closeMidBody(fault, std::move(planned)); break;
+    case FaultKind::Truncate: planned = truncateBody(fault, std::move(planned)); break;
+    case FaultKind::Flood: planned = flood(fault, std::move(planned)); break;
+    case FaultKind::HeaderLine: planned = endlessHeaderLine(fault, std::move(planned)); break;
+    case FaultKind::Headers: planned = addFillerHeaders(fault, std::move(planned)); break;
     case FaultKind::Delay:
-    case FaultKind::ExpireToken: break;
+    case FaultKind::ExpireToken: planned = keepReply(fault, std::move(planned)); break;
     }
 
     if (fault.retryAfter)
-        reply.setHeader("Retry-After", *fault.retryAfter);
+        planned.reply.setHeader("Retry-After", *fault.retryAfter);
     if (fault.location)
-        reply.setHeader("Location", *fault.location);
+        planned.reply.setHeader("Location", *fault.location);
     return planned;
 }
 
