@@ -2,6 +2,7 @@
 
 #include "EntityQuery.h"
 #include "EntityShaper.h"
+#include "FaultKinds.h"
 #include "QueryEvaluator.h"
 #include "ReplyWriter.h"
 
@@ -50,13 +51,6 @@ QByteArray bearerToken(const QHttpServerRequest& request)
     if (blank < 0 || header.left(blank).compare("Bearer", Qt::CaseInsensitive) != 0)
         return {};
     return header.mid(blank + 1).trimmed();
-}
-
-// Faults whose reply owes nothing to the normal one.
-bool replacesReply(FaultKind kind)
-{
-    return kind == FaultKind::Status || kind == FaultKind::NonJson || kind == FaultKind::Flood
-           || kind == FaultKind::HeaderLine;
 }
 
 } // namespace
@@ -125,27 +119,30 @@ void EmulatorServer::missingHandler(const QHttpServerRequest& request, QTcpSocke
 
 PlannedReply EmulatorServer::handleToken(const QHttpServerRequest& request)
 {
-    const std::optional<Fault> fault = m_faults.next(FaultTarget::Token);
-    // A token endpoint that is "down" must not hand out a usable token
-    // behind the error it shows.
-    const bool replaced = fault && replacesReply(fault->kind);
-    HttpReply normal = replaced ? HttpReply{}
-                                : issueToken(m_tokens, m_tokenSettings, request.body(),
-                                             headerValue(request, "Authorization"));
-    if (!fault)
-        return {std::move(normal), {}};
-    return applyFault(*fault, std::move(normal));
+    return answerWithFault(FaultTarget::Token, request, [&] {
+        return issueToken(m_tokens, m_tokenSettings, request.body(), headerValue(request, "Authorization"));
+    });
 }
 
 PlannedReply EmulatorServer::handleQuery(const QHttpServerRequest& request, const QString& businessId)
 {
-    const std::optional<Fault> fault = m_faults.next(FaultTarget::Query);
-    if (fault && fault->kind == FaultKind::ExpireToken)
-        m_tokens.expire(bearerToken(request));
-    HttpReply normal = answerQuery(request, businessId);
+    return answerWithFault(FaultTarget::Query, request, [&] { return answerQuery(request, businessId); });
+}
+
+PlannedReply EmulatorServer::answerWithFault(FaultTarget target, const QHttpServerRequest& request,
+                                             const std::function<HttpReply()>& answer)
+{
+    const std::optional<Fault> fault = m_faults.next(target);
     if (!fault)
-        return {std::move(normal), {}};
-    return applyFault(*fault, std::move(normal));
+        return {answer(), {}};
+    const FaultKind& kind = *fault->kind;
+    if (kind.before)
+        kind.before({m_tokens, bearerToken(request)});
+    // A token endpoint that is "down" must not hand out a usable token
+    // behind the error it shows. A query is answered all the same, so that
+    // it counts for its client in the statistics.
+    const bool unanswered = target == FaultTarget::Token && kind.relation == FaultRelation::Replaces;
+    return applyFault(*fault, unanswered ? HttpReply{} : answer());
 }
 
 HttpReply EmulatorServer::answerQuery(const QHttpServerRequest& request, const QString& businessId)

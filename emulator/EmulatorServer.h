@@ -10,6 +10,8 @@
 #include <QAbstractHttpServer>
 #include <QString>
 
+#include <functional>
+
 class QHttpServerRequest;
 class QTcpSocket;
 
@@ -61,6 +63,9 @@ protected:
 private:
     PlannedReply handleToken(const QHttpServerRequest& request);
     PlannedReply handleQuery(const QHttpServerRequest& request, const QString& businessId);
+    // `answer` as the next fault queued for `target` has it.
+    PlannedReply answerWithFault(FaultTarget target, const QHttpServerRequest& request,
+                                 const std::function<HttpReply()>& answer);
     HttpReply answerQuery(const QHttpServerRequest& request, const QString& businessId);
     HttpReply handleAdmin(const QHttpServerRequest& request, const QString& path);
 

@@ -1,75 +1,26 @@
 #include "Faults.h"
 
-#include "FaultEffects.h"
+#include "FaultKinds.h"
 #include "JsonAccess.h"
 
 #include <QJsonDocument>
 #include <QSet>
 
-#include <array>
-#include <climits>
-#include <utility>
+#include <algorithm>
+#include <string_view>
 
 namespace QuorvelEmulator {
 
 namespace {
 
-constexpr std::array<std::pair<FaultKind, const char*>, 15> kKindNames{{
-    {FaultKind::Status, "status"},
-    {FaultKind::Delay, "delay"},
-    {FaultKind::Stall, "stall"},
-    {FaultKind::NonJson, "nonjson"},
-    {FaultKind::Object, "object"},
-    {FaultKind::ExpireToken, "expire"},
-    {FaultKind::Close, "close"},
-    {FaultKind::Truncate, "truncate"},
-    {FaultKind::Large, "large"},
-    {FaultKind::Nested, "nested"},
-    {FaultKind::InvalidUtf8, "invalidutf8"},
-    {FaultKind::Title, "title"},
-    {FaultKind::Flood, "flood"},
-    {FaultKind::Headers, "headers"},
-    {FaultKind::HeaderLine, "headerline"},
-}};
-
-constexpr qint64 kMaxLargeBytes = 256LL * 1024 * 1024;
-constexpr qint64 kMaxLargeCount = 1000000;
 constexpr qint64 kMaxDepth = 1000000;
 constexpr qint64 kMaxDelayMs = 600000;
-// The reply repeats a title in every locale's display and value.
-constexpr qint64 kMaxTitleBytes = 16LL * 1024 * 1024;
-constexpr qint64 kMaxFillerHeaders = 100000;
-constexpr qint64 kDefaultFillerHeaders = 100;
-
-struct Range
-{
-    qint64 min;
-    qint64 max;
-};
-
-const char* kindName(FaultKind kind)
-{
-    for (const auto& [k, name] : kKindNames) {
-        if (k == kind)
-            return name;
-    }
-    return "?";
-}
-
-std::optional<FaultKind> kindFromName(const QString& name)
-{
-    for (const auto& [kind, text] : kKindNames) {
-        if (name == QLatin1String(text))
-            return kind;
-    }
-    return std::nullopt;
-}
 
 QString knownKinds()
 {
     QStringList names;
-    for (const auto& entry : kKindNames)
-        names.append(QLatin1String(entry.second));
+    for (const FaultKind& kind : faultKinds())
+        names.append(QLatin1String(kind.name));
     return names.join(QStringLiteral(", "));
 }
 
@@ -84,58 +35,47 @@ bool isHeaderSafe(const QString& text)
     return true;
 }
 
-bool isOneOf(FaultKind kind, std::initializer_list<FaultKind> kinds)
-{
-    for (FaultKind k : kinds) {
-        if (k == kind)
-            return true;
-    }
-    return false;
-}
-
-QString notFor(const char* member, FaultKind kind)
+QString notFor(const char* member, const Fault& fault)
 {
     return QStringLiteral("fault member '%1' does not apply to kind '%2'")
-        .arg(QLatin1String(member), QLatin1String(kindName(kind)));
-}
-
-std::optional<Range> bytesRange(FaultKind kind)
-{
-    switch (kind) {
-    case FaultKind::Close:
-    case FaultKind::Truncate:
-    case FaultKind::Stall: return Range{0, INT_MAX};
-    case FaultKind::Large:
-    case FaultKind::Status:
-    case FaultKind::NonJson: return Range{1, kMaxLargeBytes};
-    case FaultKind::Title: return Range{1, kMaxTitleBytes};
-    case FaultKind::Flood:
-    case FaultKind::HeaderLine: return Range{1, kMaxStreamBytes};
-    default: return std::nullopt;
-    }
-}
-
-std::optional<Range> countRange(FaultKind kind)
-{
-    switch (kind) {
-    case FaultKind::Large: return Range{1, kMaxLargeCount};
-    case FaultKind::Headers: return Range{1, kMaxFillerHeaders};
-    default: return std::nullopt;
-    }
+        .arg(QLatin1String(member), QLatin1String(fault.kind->name));
 }
 
 // Reads a member only some kinds take; for the others its mere presence is
 // the error, whatever its value.
-Read<qint64> readSized(const QJsonObject& object, const char* name, FaultKind kind,
-                       std::optional<Range> range)
+Read<qint64> readSized(const QJsonObject& object, const char* name, const Fault& fault,
+                       const std::optional<FaultRange>& range)
 {
     const QString key = QLatin1String(name);
     if (!range) {
         if (member(object, key))
-            return std::unexpected(notFor(name, kind));
+            return std::unexpected(notFor(name, fault));
         return std::optional<qint64>();
     }
-    return readInteger(object, key, key, range->min, range->max);
+    const auto read = readInteger(object, key, key, range->min, range->max);
+    if (read && !*read)
+        return range->fallback;
+    return read;
+}
+
+// Called by the step that reads `members`, once it has: a kind whose needs
+// are among them must have been given one of them.
+Step checkNeeds(const QJsonObject& object, const Fault& fault,
+                std::initializer_list<std::string_view> members)
+{
+    const auto& needs = fault.kind->needs;
+    if (!needs[0] || std::ranges::find(members, std::string_view(needs[0])) == members.end())
+        return {};
+    QStringList named;
+    for (const char* need : needs) {
+        if (!need)
+            continue;
+        if (member(object, QString::fromLatin1(need)))
+            return {};
+        named.append(QStringLiteral("'%1'").arg(QLatin1String(need)));
+    }
+    return refuse(QStringLiteral("fault kind '%1' needs %2")
+                      .arg(QLatin1String(fault.kind->name), named.join(QStringLiteral(" or "))));
 }
 
 // Reading a fault is a series of steps, each reading its members into the
@@ -164,10 +104,9 @@ Step readKind(const QJsonObject& object, Fault& fault)
         return refuse(text.error());
     if (!*text)
         return refuse(QStringLiteral("fault 'kind' is required (one of %1)").arg(knownKinds()));
-    const auto kind = kindFromName(**text);
-    if (!kind)
+    fault.kind = findFaultKind(**text);
+    if (!fault.kind)
         return refuse(QStringLiteral("unknown fault kind '%1' (one of %2)").arg(**text, knownKinds()));
-    fault.kind = *kind;
     return {};
 }
 
@@ -180,12 +119,11 @@ Step readTarget(const QJsonObject& object, Fault& fault)
         fault.target = FaultTarget::Token;
     else if (*target && **target != QLatin1String("query"))
         return refuse(QStringLiteral("fault 'target' must be \"query\" or \"token\""));
-    if (fault.target == FaultTarget::Token
-        && !isOneOf(fault.kind, {FaultKind::Status, FaultKind::Delay, FaultKind::Stall, FaultKind::NonJson,
-                                 FaultKind::Close, FaultKind::Truncate, FaultKind::Flood, FaultKind::Headers,
-                                 FaultKind::HeaderLine})) {
-        return refuse(QStringLiteral("fault kind '%1' does not apply to the token endpoint")
-                          .arg(QLatin1String(kindName(fault.kind))));
+    if (!fault.kind->appliesTo(fault.target)) {
+        return refuse(QStringLiteral("fault kind '%1' does not apply to the %2 endpoint")
+                          .arg(QLatin1String(fault.kind->name), fault.target == FaultTarget::Token
+                                                                    ? QLatin1String("token")
+                                                                    : QLatin1String("query")));
     }
     return {};
 }
@@ -212,11 +150,8 @@ Step readDelay(const QJsonObject& object, Fault& fault)
     const auto delay = readInteger(object, u"delayMs", QStringLiteral("delayMs"), 0, kMaxDelayMs);
     if (!delay)
         return refuse(delay.error());
-    if (!*delay && isOneOf(fault.kind, {FaultKind::Delay, FaultKind::Stall}))
-        return refuse(
-            QStringLiteral("fault kind '%1' needs 'delayMs'").arg(QLatin1String(kindName(fault.kind))));
     fault.delayMs = int(delay->value_or(0));
-    return {};
+    return checkNeeds(object, fault, {"delayMs"});
 }
 
 // A text member copied verbatim into a header of the reply.
@@ -239,8 +174,8 @@ Step readHeaders(const QJsonObject& object, Fault& fault)
         return read;
     if (const Step read = readHeaderText(object, "location", fault.location); !read)
         return read;
-    if (fault.location && fault.kind != FaultKind::Status)
-        return refuse(notFor("location", fault.kind));
+    if (fault.location && !fault.kind->takes.location)
+        return refuse(notFor("location", fault));
     return {};
 }
 
@@ -249,12 +184,11 @@ Step readStatus(const QJsonObject& object, Fault& fault)
     const auto status = readInteger(object, u"status", QStringLiteral("status"), 200, 599);
     if (!status)
         return refuse(status.error());
-    if (*status && !isOneOf(fault.kind, {FaultKind::Status, FaultKind::NonJson}))
-        return refuse(notFor("status", fault.kind));
-    if (!*status && fault.kind == FaultKind::Status)
-        return refuse(QStringLiteral("fault kind 'status' needs 'status'"));
-    fault.status = int(status->value_or(fault.kind == FaultKind::Status ? 0 : 200));
-    return {};
+    if (*status && !fault.kind->takes.status)
+        return refuse(notFor("status", fault));
+    if (*status)
+        fault.status = int(**status);
+    return checkNeeds(object, fault, {"status"});
 }
 
 Step readBody(const QJsonObject& object, Fault& fault)
@@ -265,12 +199,12 @@ Step readBody(const QJsonObject& object, Fault& fault)
     const auto contentType = readString(object, u"contentType", QStringLiteral("contentType"));
     if (!contentType)
         return refuse(contentType.error());
-    if (*body && !isOneOf(fault.kind, {FaultKind::Status, FaultKind::NonJson, FaultKind::Title}))
-        return refuse(notFor("body", fault.kind));
-    if (*contentType && !isOneOf(fault.kind, {FaultKind::Status, FaultKind::NonJson}))
-        return refuse(notFor("contentType", fault.kind));
-    if (!*body && fault.kind == FaultKind::Title)
-        return refuse(QStringLiteral("fault kind 'title' needs 'body'"));
+    if (*body && !fault.kind->takes.body)
+        return refuse(notFor("body", fault));
+    if (*contentType && !fault.kind->takes.contentType)
+        return refuse(notFor("contentType", fault));
+    if (const Step needs = checkNeeds(object, fault, {"body", "contentType"}); !needs)
+        return needs;
     if (*contentType && !isHeaderSafe(**contentType))
         return refuse(QStringLiteral("fault 'contentType' must not contain line breaks"));
     if (*body)
@@ -282,31 +216,32 @@ Step readBody(const QJsonObject& object, Fault& fault)
 
 Step readSizes(const QJsonObject& object, Fault& fault)
 {
-    const auto bytes = readSized(object, "bytes", fault.kind, bytesRange(fault.kind));
+    const FaultMembers& takes = fault.kind->takes;
+    const auto bytes = readSized(object, "bytes", fault, takes.bytes);
     if (!bytes)
         return refuse(bytes.error());
     fault.bytes = *bytes;
-    const bool repeatsBody = isOneOf(fault.kind, {FaultKind::Status, FaultKind::NonJson, FaultKind::Title});
-    if (fault.bytes && repeatsBody && !fault.body)
+    // A kind that takes both stretches its body to `bytes`.
+    if (fault.bytes && takes.body && !fault.body)
         return refuse(QStringLiteral("fault 'bytes' needs a 'body' to repeat"));
     // Repeating nothing never reaches a size.
-    if (fault.bytes && repeatsBody && fault.body->isEmpty())
+    if (fault.bytes && takes.body && fault.body->isEmpty())
         return refuse(QStringLiteral("fault 'bytes' cannot repeat an empty 'body'"));
 
-    const auto count = readSized(object, "count", fault.kind, countRange(fault.kind));
+    const auto count = readSized(object, "count", fault, takes.count);
     if (!count)
         return refuse(count.error());
     fault.count = *count;
-    if (fault.kind == FaultKind::Large && !fault.count && !fault.bytes)
-        return refuse(QStringLiteral("fault kind 'large' needs 'count' or 'bytes'"));
-    if (fault.kind == FaultKind::Headers && !fault.count)
-        fault.count = kDefaultFillerHeaders;
+    return checkNeeds(object, fault, {"bytes", "count"});
+}
 
+Step readDepth(const QJsonObject& object, Fault& fault)
+{
     const auto depth = readInteger(object, u"depth", QStringLiteral("depth"), 1, kMaxDepth);
     if (!depth)
         return refuse(depth.error());
-    if (*depth && fault.kind != FaultKind::Nested)
-        return refuse(notFor("depth", fault.kind));
+    if (*depth && !fault.kind->takes.depth)
+        return refuse(notFor("depth", fault));
     if (*depth)
         fault.depth = **depth;
     return {};
@@ -319,7 +254,7 @@ std::expected<Fault, QString> Fault::fromJson(const QJsonObject& object)
     // In this order: every later step depends on the kind.
     static constexpr Step (*kSteps[])(const QJsonObject&, Fault&) = {
         checkMembers, readKind,   readTarget, readCounts, readDelay,
-        readHeaders,  readStatus, readBody,   readSizes,
+        readHeaders,  readStatus, readBody,   readSizes,  readDepth,
     };
     Fault fault;
     for (const auto step : kSteps) {
@@ -361,7 +296,7 @@ std::expected<QList<Fault>, QString> Fault::listFromJson(const QByteArray& json)
 QJsonObject Fault::toJson() const
 {
     QJsonObject object{
-        {QStringLiteral("kind"), QLatin1String(kindName(kind))},
+        {QStringLiteral("kind"), QLatin1String(kind->name)},
         {QStringLiteral("target"),
          target == FaultTarget::Token ? QStringLiteral("token") : QStringLiteral("query")},
         {QStringLiteral("times"), times},
@@ -374,7 +309,7 @@ QJsonObject Fault::toJson() const
         object.insert(QStringLiteral("retryAfter"), QString::fromUtf8(*retryAfter));
     if (location)
         object.insert(QStringLiteral("location"), QString::fromUtf8(*location));
-    if (kind == FaultKind::Status || kind == FaultKind::NonJson)
+    if (kind->takes.status)
         object.insert(QStringLiteral("status"), status);
     if (body)
         object.insert(QStringLiteral("body"), QString::fromUtf8(*body));
@@ -384,7 +319,7 @@ QJsonObject Fault::toJson() const
         object.insert(QStringLiteral("bytes"), *bytes);
     if (count)
         object.insert(QStringLiteral("count"), *count);
-    if (kind == FaultKind::Nested)
+    if (kind->takes.depth)
         object.insert(QStringLiteral("depth"), depth);
     return object;
 }
@@ -394,37 +329,8 @@ PlannedReply applyFault(const Fault& fault, HttpReply normal)
     const bool succeeded = normal.status >= 200 && normal.status < 300;
     PlannedReply planned{std::move(normal), {}};
     planned.delivery.delayMs = fault.delayMs;
-
-    switch (fault.kind) {
-    case FaultKind::Status: planned = replaceWithStatus(fault, std::move(planned)); break;
-    case FaultKind::NonJson: planned = replaceWithPage(fault, std::move(planned)); break;
-    case FaultKind::Nested: planned = replaceWithNesting(fault, std::move(planned)); break;
-    case FaultKind::Object:
-        if (succeeded)
-            planned = wrapInObject(fault, std::move(planned));
-        break;
-    case FaultKind::Large:
-        if (succeeded)
-            planned = enlarge(fault, std::move(planned));
-        break;
-    case FaultKind::InvalidUtf8:
-        if (succeeded)
-            planned = breakUtf8(fault, std::move(planned));
-        break;
-    case FaultKind::Title:
-        if (succeeded)
-            planned = retitle(fault, std::move(planned));
-        break;
-    case FaultKind::Stall: planned = stallMidBody(fault, std::move(planned)); break;
-    case FaultKind::Close: planned = closeMidBody(fault, std::move(planned)); break;
-    case FaultKind::Truncate: planned = truncateBody(fault, std::move(planned)); break;
-    case FaultKind::Flood: planned = flood(fault, std::move(planned)); break;
-    case FaultKind::HeaderLine: planned = endlessHeaderLine(fault, std::move(planned)); break;
-    case FaultKind::Headers: planned = addFillerHeaders(fault, std::move(planned)); break;
-    case FaultKind::Delay:
-    case FaultKind::ExpireToken: planned = keepReply(fault, std::move(planned)); break;
-    }
-
+    if (fault.kind->relation != FaultRelation::Reshapes || succeeded)
+        planned = fault.kind->effect(fault, std::move(planned));
     if (fault.retryAfter)
         planned.reply.setHeader("Retry-After", *fault.retryAfter);
     if (fault.location)

@@ -14,28 +14,7 @@
 
 namespace QuorvelEmulator {
 
-// Misbehaviour queued by a test and applied to the next requests of its
-// target, described in JSON, the same from the admin endpoint and from the
-// command line. The language is in fault-language.txt, which `--help`
-// prints.
-enum class FaultKind
-{
-    Status,
-    Delay,
-    Stall,
-    NonJson,
-    Object,
-    ExpireToken,
-    Close,
-    Truncate,
-    Large,
-    Nested,
-    InvalidUtf8,
-    Title,
-    Flood,
-    Headers,
-    HeaderLine,
-};
+struct FaultKind;
 
 enum class FaultTarget
 {
@@ -43,16 +22,20 @@ enum class FaultTarget
     Token
 };
 
+// Misbehaviour queued by a test and applied to the next requests of its
+// target, described in JSON, the same from the admin endpoint and from the
+// command line. The language is in fault-language.txt, which `--help`
+// prints; what each kind does and takes is in FaultKinds.cpp.
 struct Fault
 {
-    FaultKind kind = FaultKind::Status;
+    const FaultKind* kind = nullptr;
     FaultTarget target = FaultTarget::Query;
     int times = 1;
     int after = 0;
     int delayMs = 0;
     std::optional<QByteArray> retryAfter;
     std::optional<QByteArray> location;
-    int status = 0;
+    int status = 200; // what "nonjson" sends unless told otherwise
     std::optional<QByteArray> body;
     QByteArray contentType;
     std::optional<qint64> bytes;
@@ -71,9 +54,8 @@ struct PlannedReply
     Delivery delivery;
 };
 
-// What the client gets instead of `normal`. ExpireToken changes nothing
-// here: its effect (the caller's token expired before the request is
-// checked) happens in the server.
+// What the client gets instead of `normal`. A kind that acts before the
+// request is answered (FaultRelation::Precedes) has done so in the server.
 PlannedReply applyFault(const Fault& fault, HttpReply normal);
 
 } // namespace QuorvelEmulator
