@@ -58,8 +58,9 @@ Read<qint64> readSized(const QJsonObject& object, const char* name, const Fault&
     return read;
 }
 
-// Called by the step that reads `members`, once it has: a kind whose needs
-// are among them must have been given one of them.
+// A kind's needs are checked by the step that reads the first of them,
+// after that step's own checks, so that a fault wrong in several ways is
+// always refused for the same one.
 Step checkNeeds(const QJsonObject& object, const Fault& fault,
                 std::initializer_list<std::string_view> members)
 {
