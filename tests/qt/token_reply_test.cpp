@@ -1,5 +1,6 @@
 // The host's sign-in client against what a token endpoint may answer, and
 // its token store and renewal timer across sign-out.
+#include <algorithm>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -156,11 +157,12 @@ TEST(TokenRenewal, SignOutStopsTheRenewalAndOutlivesASignInStillUnderWay)
     account.signOut();
     EXPECT_FALSE(renewal->isActive());
 
-    // Signing out in the same turn comes before the token is handed back.
+    // Signing out in the same turn comes before the token is handed back;
+    // the request may be ended before it goes out.
     account.signIn(credentials);
     account.signOut();
     ASSERT_TRUE(QuorvelTest::waitUntil(settled));
-    EXPECT_EQ(endpoint.received().size(), 2);
+    EXPECT_LE(endpoint.received().size(), 2);
     EXPECT_FALSE(account.getIsSignedIn());
     EXPECT_TRUE(client->getAccessTokenBytes().isEmpty());
     EXPECT_FALSE(renewal->isActive());
@@ -173,7 +175,12 @@ TEST(TokenRenewal, SignOutStopsTheRenewalAndOutlivesASignInStillUnderWay)
     account.signIn(credentials);
     account.signIn({QUrl(endpoint.baseUrl() + QStringLiteral("/other/token")), QStringLiteral("d"),
                     QStringLiteral("s")});
-    ASSERT_TRUE(QuorvelTest::waitUntil([&] { return endpoint.received().size() == 4 && settled(); }));
+    const auto askedOther = [&endpoint] {
+        const auto received = endpoint.received();
+        return std::any_of(received.begin(), received.end(),
+                           [](const auto& r) { return r.target == "/other/token"; });
+    };
+    ASSERT_TRUE(QuorvelTest::waitUntil([&] { return askedOther() && settled(); }));
     EXPECT_EQ(announced, 1);
     EXPECT_EQ(account.getUserInfo().userId, "d");
     EXPECT_EQ(client->getAccessTokenBytes(), "second");
