@@ -209,6 +209,7 @@ public:
                         const QByteArray& contentType = "application/json")
     {
         QNetworkRequest request(QUrl(baseUrl() + path));
+        request.setRawHeader("X-Emulator-Admin-Key", m_process.adminKey());
         request.setHeader(QNetworkRequest::ContentTypeHeader, contentType);
         QNetworkReply* reply = m_manager.sendCustomRequest(request, verb, body);
         spinUntil([reply] { return reply->isFinished(); });

@@ -23,6 +23,9 @@ struct Declared
     QCommandLineOption client;
     QCommandLineOption lifetime;
     QCommandLineOption fault;
+    QCommandLineOption tlsCertificate;
+    QCommandLineOption tlsKey;
+    QCommandLineOption adminKey;
 };
 
 Declared declareOptions(QCommandLineParser& parser, const EmulatorOptions& options)
@@ -50,9 +53,17 @@ Declared declareOptions(QCommandLineParser& parser, const EmulatorOptions& optio
         {QStringLiteral("fault"),
          QStringLiteral("Queue a fault, as the JSON the admin endpoint takes (repeatable)."),
          QStringLiteral("JSON")},
+        {QStringLiteral("tls-certificate"),
+         QStringLiteral("Serve https with this certificate (PEM); needs --tls-key."), QStringLiteral("FILE")},
+        {QStringLiteral("tls-key"), QStringLiteral("The certificate's private key (PEM, unencrypted)."),
+         QStringLiteral("FILE")},
+        {QStringLiteral("admin-key"),
+         QStringLiteral("The key the admin endpoints ask for (default: a random one, printed at start)."),
+         QStringLiteral("KEY")},
     };
     parser.addOptions({declared.help, declared.port, declared.data, declared.clientId, declared.clientSecret,
-                       declared.client, declared.lifetime, declared.fault});
+                       declared.client, declared.lifetime, declared.fault, declared.tlsCertificate,
+                       declared.tlsKey, declared.adminKey});
     return declared;
 }
 
@@ -117,6 +128,16 @@ Step readFaults(const QCommandLineParser& parser, const Declared& declared, Emul
     return {};
 }
 
+Step readTransport(const QCommandLineParser& parser, const Declared& declared, EmulatorOptions& options)
+{
+    options.tlsCertificate = parser.value(declared.tlsCertificate);
+    options.tlsKey = parser.value(declared.tlsKey);
+    if (options.tlsCertificate.isEmpty() != options.tlsKey.isEmpty())
+        return refuse(QStringLiteral("--tls-certificate and --tls-key go together"));
+    options.adminKey = parser.value(declared.adminKey).toUtf8();
+    return {};
+}
+
 } // namespace
 
 std::expected<EmulatorOptions, QString> parseEmulatorOptions(const QStringList& arguments)
@@ -140,7 +161,7 @@ std::expected<EmulatorOptions, QString> parseEmulatorOptions(const QStringList& 
 
     options.dataDirectory = parser.value(declared.data);
     // The first refusal is the answer.
-    for (const auto step : {readNumbers, readClients, readFaults}) {
+    for (const auto step : {readNumbers, readClients, readFaults, readTransport}) {
         if (const Step read = step(parser, declared, options); !read)
             return std::unexpected(read.error());
     }

@@ -19,6 +19,11 @@ struct EmulatorOptions
     // Queued before the first request, so that a run can be set up without
     // the admin endpoint.
     QList<Fault> faults;
+    // PEM files; with both, the emulator speaks https only.
+    QString tlsCertificate;
+    QString tlsKey;
+    // What the admin endpoints ask for; a fresh random one when empty.
+    QByteArray adminKey;
     bool showHelp = false;
     QString helpText;
 };

@@ -1,5 +1,7 @@
 #include "EmulatorProcess.h"
 
+#include <QRegularExpression>
+
 namespace QuorvelEmulator {
 
 EmulatorProcess::EmulatorProcess(QString program)
@@ -20,12 +22,17 @@ bool EmulatorProcess::start(const QStringList& arguments, int timeoutMs)
         m_error = m_process.errorString();
         return false;
     }
-    while (!m_output.contains('\n') && m_process.waitForReadyRead(timeoutMs))
+    while (m_output.count('\n') < 2 && m_process.waitForReadyRead(timeoutMs))
         m_output += m_process.readAllStandardOutput();
-    const QByteArray prefix = "listening on http://127.0.0.1:";
-    const qsizetype end = m_output.indexOf('\n');
-    if (m_output.startsWith(prefix) && end > 0)
-        m_port = m_output.mid(prefix.size(), end - prefix.size()).trimmed().toUShort();
+    const QList<QByteArray> lines = m_output.split('\n');
+    static const QRegularExpression announced(
+        QStringLiteral("^listening on (https?://127\\.0\\.0\\.1:(\\d+))$"));
+    const QRegularExpressionMatch match = announced.match(QString::fromUtf8(lines.value(0)));
+    if (match.hasMatch() && lines.value(1).startsWith("admin key ")) {
+        m_baseUrl = match.captured(1);
+        m_port = match.captured(2).toUShort();
+        m_adminKey = lines.value(1).mid(10).trimmed();
+    }
     if (m_port == 0)
         m_error = QStringLiteral("no address announced; it printed: %1").arg(QString::fromUtf8(m_output));
     return m_port != 0;
@@ -33,7 +40,7 @@ bool EmulatorProcess::start(const QStringList& arguments, int timeoutMs)
 
 QString EmulatorProcess::baseUrl() const
 {
-    return m_port == 0 ? QString() : QStringLiteral("http://127.0.0.1:%1").arg(m_port);
+    return m_baseUrl;
 }
 
 QByteArray EmulatorProcess::output()

@@ -53,6 +53,20 @@ QByteArray bearerToken(const QHttpServerRequest& request)
     return header.mid(blank + 1).trimmed();
 }
 
+// A browser on this machine sends what a web page asks for to 127.0.0.1
+// too, under the page's own host name, and cannot add a header of its own
+// without asking the server first: a loopback host and the run's key tell
+// the tests and scripts that started the emulator from anyone else.
+bool adminAllowed(const QHttpServerRequest& request, const QByteArray& key)
+{
+    const QByteArray host = headerValue(request, "Host");
+    const qsizetype colon = host.lastIndexOf(':');
+    const QByteArray name = colon > host.lastIndexOf(']') ? host.left(colon) : host;
+    const bool loopback =
+        name == "127.0.0.1" || name == "[::1]" || name.compare("localhost", Qt::CaseInsensitive) == 0;
+    return loopback && !key.isEmpty() && headerValue(request, "X-Emulator-Admin-Key") == key;
+}
+
 } // namespace
 
 EmulatorServer::EmulatorServer(DataStore data, TokenSettings tokenSettings, TokenStore::Clock clock,
@@ -95,7 +109,11 @@ bool EmulatorServer::handleRequest(const QHttpServerRequest& request, QTcpSocket
             planned = request.method() == Method::Post ? handleQuery(request, businessId)
                                                        : PlannedReply{methodNotAllowed("POST"), {}};
         } else if (path.startsWith(QLatin1String("/_emulator/"))) {
-            planned.reply = handleAdmin(request, path);
+            planned.reply =
+                adminAllowed(request, m_adminKey)
+                    ? handleAdmin(request, path)
+                    : HttpReply::message(403, QStringLiteral("The admin endpoints answer only a "
+                                                             "loopback host, with this run's key"));
         } else {
             planned.reply = HttpReply::message(404, QStringLiteral("No such endpoint: %1").arg(path));
         }

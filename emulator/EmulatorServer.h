@@ -50,6 +50,10 @@ public:
 
     // Binds 127.0.0.1 only; 0 picks a free port. Returns the port, 0 on failure.
     quint16 start(quint16 port = 0);
+    // The admin endpoints answer only a request for a loopback host (not a
+    // name a web page in a browser could point here) that carries this key
+    // in "X-Emulator-Admin-Key".
+    void setAdminKey(QByteArray key) { m_adminKey = std::move(key); }
     quint16 port() const { return m_port; }
 
     FaultQueue& faults() { return m_faults; }
@@ -75,6 +79,7 @@ private:
     FaultQueue m_faults;
     EmulatorStats m_stats;
     quint16 m_port = 0;
+    QByteArray m_adminKey;
 };
 
 } // namespace QuorvelEmulator

@@ -3,7 +3,8 @@
 // Runs PROGRAM beside an emulator started for it on a free loopback port,
 // and ends with PROGRAM's exit code once the emulator has stopped. Every
 // "{url}" in the arguments becomes the emulator's base URL, which is also
-// in the environment as QUORVEL_EMULATOR_URL. Scripts use this rather than
+// in the environment as QUORVEL_EMULATOR_URL, and the key its admin
+// endpoints ask for is in QUORVEL_EMULATOR_ADMIN_KEY. Scripts use this rather than
 // starting the emulator themselves, so that they start it as the tests and
 // the benchmarks do.
 #include <cstdio>
@@ -61,6 +62,8 @@ int main(int argc, char** argv)
     program.setInputChannelMode(QProcess::ForwardedInputChannel);
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("QUORVEL_EMULATOR_URL"), url);
+    environment.insert(QStringLiteral("QUORVEL_EMULATOR_ADMIN_KEY"),
+                       QString::fromLatin1(emulator.adminKey()));
     program.setProcessEnvironment(environment);
     QStringList programArguments = arguments.mid(1);
     for (QString& argument : programArguments)

@@ -72,6 +72,7 @@ QJsonObject HostEndToEnd::admin(const QByteArray& verb, const QString& path, con
     manager.setProxy(QNetworkProxy::NoProxy);
     QNetworkRequest request(QUrl(m_emulator.baseUrl() + path));
     request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
+    request.setRawHeader("X-Emulator-Admin-Key", m_emulator.adminKey());
     std::unique_ptr<QNetworkReply> reply(manager.sendCustomRequest(request, verb, body));
     QEventLoop loop;
     QObject::connect(reply.get(), &QNetworkReply::finished, &loop, &QEventLoop::quit);

@@ -11,6 +11,7 @@ namespace QuorvelEmulatorTest {
 
 using namespace QuorvelEmulator;
 
+const QByteArray kAdminKey = "harness-admin-key";
 const QByteArray kDemoForm = "grant_type=client_credentials&client_id=demo-client&client_secret=demo-secret";
 
 QByteArray Reply::header(const QByteArray& name) const
@@ -29,6 +30,7 @@ EmulatorHarness::EmulatorHarness(TokenSettings settings)
         ADD_FAILURE() << "shipped data does not load: " << data.error().toStdString();
     m_server = std::make_unique<EmulatorServer>(data ? std::move(*data) : DataStore(), std::move(settings),
                                                 [now = m_now] { return *now; });
+    m_server->setAdminKey(kAdminKey);
     if (m_server->start(0) == 0)
         ADD_FAILURE() << "the emulator could not listen on 127.0.0.1";
     m_network.setProxy(QNetworkProxy::NoProxy);
@@ -40,6 +42,8 @@ Reply EmulatorHarness::send(const QByteArray& verb, const QString& path, const Q
     QNetworkRequest request{QUrl(QStringLiteral("http://127.0.0.1:%1%2").arg(m_server->port()).arg(path))};
     // What the emulator sent, not where it points.
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+    if (path.startsWith(QLatin1String("/_emulator/")))
+        request.setRawHeader("X-Emulator-Admin-Key", kAdminKey);
     for (const auto& [name, value] : headers)
         request.setRawHeader(name, value);
     std::unique_ptr<QNetworkReply> reply(m_network.sendCustomRequest(request, verb, body));

@@ -18,6 +18,7 @@ namespace QuorvelEmulatorTest {
 using Headers = QList<QPair<QByteArray, QByteArray>>;
 
 extern const QByteArray kDemoForm; // the demo client's token request
+extern const QByteArray kAdminKey; // sent with every admin request
 
 struct Reply
 {

@@ -90,5 +90,29 @@ TEST_F(EmulatorFaults, BadFaultsAreRefusedWith400AndNothingIsQueued)
     EXPECT_EQ(query(), 200);
 }
 
+// A web page in a browser on this machine can reach 127.0.0.1 too, under its
+// own host name and without the run's key: the admin endpoints answer only
+// a loopback host with the key.
+TEST_F(EmulatorFaults, AdminEndpointsAnswerOnlyALoopbackHostWithTheKey)
+{
+    const QByteArray port = QByteArray::number(emulator.server().port());
+    const struct
+    {
+        QByteArray host;
+        QByteArray key;
+        int status;
+    } rows[] = {
+        {"127.0.0.1:" + port, kAdminKey, 200},        {"localhost:" + port, kAdminKey, 200},
+        {"127.0.0.1:" + port, "wrong", 403},          {"127.0.0.1:" + port, kAdminKey + "x", 403},
+        {"attacker.example:" + port, kAdminKey, 403}, {"127.0.0.1.attacker.example", kAdminKey, 403},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.host.toStdString() + " " + row.key.toStdString());
+        const Reply reply = emulator.send("GET", QStringLiteral("/_emulator/stats"), {},
+                                          {{"Host", row.host}, {"X-Emulator-Admin-Key", row.key}});
+        EXPECT_EQ(reply.status, row.status);
+    }
+}
+
 } // namespace
 } // namespace QuorvelEmulatorTest
