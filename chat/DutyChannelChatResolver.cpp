@@ -7,6 +7,7 @@
 #include "sdk/api/BusinessEntitiesQueryApi.h"
 #include "sdk/core/tenant.h"
 #include "sdk/json/uuid.h"
+#include "sdk/qt/TransportErrors.h"
 
 namespace QuorvelChat {
 namespace {
@@ -94,9 +95,12 @@ Error errorFromSdk(const tarsion::error& error)
     const std::uint32_t code = error.code;
     if (error.kind == tarsion::error_kind::missing_configuration)
         mapped.kind = ErrorKind::Validation;
-    else if (error.kind == tarsion::error_kind::transport)
+    else if (error.kind == tarsion::error_kind::transport) {
         mapped.kind = ErrorKind::Network;
-    else if (error.kind == tarsion::error_kind::token_renewal_status || code == 401 || code == 403)
+        // The transport gives a number; a person needs words.
+        if (mapped.message.isEmpty())
+            mapped.message = QuorvelSdk::TransportError::describe(qint32(code));
+    } else if (error.kind == tarsion::error_kind::token_renewal_status || code == 401 || code == 403)
         mapped.kind = ErrorKind::Auth;
     else if (code == 404)
         mapped.kind = ErrorKind::NotFound;

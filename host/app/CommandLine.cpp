@@ -85,6 +85,9 @@ void CommandLine::describe(QCommandLineParser& parser)
            "or VYX_CLIENT_SECRET).",
            "SECRET");
     option("client-secret-file", "Read the OAuth 2 client secret from FILE, - for standard input.", "FILE");
+    option("ca-file",
+           "Also trust the certificate authorities in this PEM file (the system's are always trusted).",
+           "FILE");
     option("page", "Page to show, by caption (default: the first).", "CAPTION");
     option("print-view", "Print the shown page's texts as they change; exit once settled.");
     option("settle-ms", "Quiet time after which the view counts as settled.", "N", "1000");
@@ -162,6 +165,7 @@ CommandLine::Parsed CommandLine::parse(const QStringList& arguments, CommandLine
     if (!readClientSecret(parser.value(QStringLiteral("client-secret")),
                           parser.value(QStringLiteral("client-secret-file")), out.clientSecret, error))
         return Parsed::Invalid;
+    out.caFile = parser.value(QStringLiteral("ca-file"));
     out.page = parser.value(QStringLiteral("page"));
     out.printView = parser.isSet(QStringLiteral("print-view"));
     out.settleMs = parser.value(QStringLiteral("settle-ms")).toInt(&settleOk);

@@ -17,6 +17,8 @@ struct CommandLine
     QString tokenUrl;
     QString clientId;
     QString clientSecret;
+    // PEM certificate authorities trusted besides the system's.
+    QString caFile;
     QString page;
     bool printView = false;
     int settleMs = 1000;

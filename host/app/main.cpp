@@ -8,6 +8,8 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QElapsedTimer>
+#include <QSslCertificate>
+#include <QSslConfiguration>
 #include <QTimer>
 
 #include <Ambrel/ClientCredentials.h>
@@ -58,6 +60,19 @@ int printHelp(int argc, char** argv)
 // for by --quit-after-ms.
 int runHost(const CommandLine& options, QElapsedTimer& quitting)
 {
+    // For the host's own sign-in and for every plug-in's exchanges alike.
+    // Read once the application exists: Qt's TLS back end needs it.
+    if (!options.caFile.isEmpty()) {
+        const QList<QSslCertificate> authorities =
+            QSslCertificate::fromPath(options.caFile, QSsl::Pem, QSslCertificate::PatternSyntax::FixedString);
+        if (authorities.isEmpty()) {
+            printError(QStringLiteral("--ca-file: no PEM certificate in %1").arg(options.caFile));
+            return BadArguments;
+        }
+        QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
+        tls.addCaCertificates(authorities);
+        QSslConfiguration::setDefaultConfiguration(tls);
+    }
     CTarsionApp app;
     app.setBaseUrl(options.baseUrl);
     app.setVyxBusinessId(options.businessId);

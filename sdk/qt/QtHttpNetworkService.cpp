@@ -5,11 +5,13 @@
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
+#include <QSslError>
 #include <QThread>
 
 #include "sdk/qt/HttpBodyDevice.h"
 #include "sdk/qt/TransportErrors.h"
 #include "sdk/qt/detail/CookiePolicy.h"
+#include "sdk/qt/detail/CredentialPolicy.h"
 #include "sdk/qt/detail/ExchangeLog.h"
 #include "sdk/qt/detail/TimeLimits.h"
 #include "sdk/qt/detail/RedirectPolicy.h"
@@ -124,6 +126,13 @@ void QtHttpNetworkService::Worker::perform(PendingHttpRequest* pending)
         pending->done.release();
         return;
     }
+    if (detail::exposesCredentials(pending->url, pending->headers)) {
+        detail::warn(*pending, QStringLiteral("a bearer token goes over plain http to this machine only; the "
+                                              "request was not sent;"));
+        pending->result = TransportError::PlainTextCredentials;
+        pending->done.release();
+        return;
+    }
     if (manager == nullptr)
         manager = new QNetworkAccessManager(this);
 
@@ -200,6 +209,14 @@ void QtHttpNetworkService::Worker::watch(QNetworkReply* reply, HttpBodyDevice* d
             giveUp(reply, TransportError::ReplyTooLarge, detail::overLimit(p->limits.maxReplyBytes));
     });
     onSignal(reply, &QNetworkReply::uploadProgress, [](PendingHttpRequest*, qint64, qint64) {});
+    // Never ignored: Qt ends the handshake, and the exchange fails. The log
+    // says why.
+    onSignal(reply, &QNetworkReply::sslErrors, [](PendingHttpRequest* p, const QList<QSslError>& errors) {
+        QStringList reasons;
+        for (const QSslError& error : errors)
+            reasons << error.errorString();
+        detail::warn(*p, QStringLiteral("certificate refused: %1;").arg(reasons.join(QStringLiteral("; "))));
+    });
     onSignal(reply, &QNetworkReply::redirected, [this, reply](PendingHttpRequest* p, const QUrl& target) {
         const QUrl next = p->url.resolved(target);
         const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();

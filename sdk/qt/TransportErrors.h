@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QNetworkReply>
+#include <QString>
 
 namespace QuorvelSdk::TransportError {
 
@@ -24,5 +25,11 @@ inline constexpr qint32 BodyRefused = QNetworkReply::ContentReSendError;
 inline constexpr qint32 ReplyTooLarge = QNetworkReply::UnknownContentError;
 // Qt made no reply for the request at all.
 inline constexpr qint32 NoReply = QNetworkReply::ProtocolUnknownError;
+// A bearer token would have gone over plain http to another machine.
+inline constexpr qint32 PlainTextCredentials = QNetworkReply::ProtocolInvalidOperationError;
+
+// What a person is told of a transport failure with this number: the
+// transport's own, and the network failures people meet most.
+QString describe(qint32 error);
 
 } // namespace QuorvelSdk::TransportError

@@ -100,9 +100,10 @@ HostRun HostEndToEnd::runHost(const HostOptions& options)
     host.start(QStringLiteral(QUORVEL_HOST_BIN),
                QStringList{"--plugins", QStringLiteral(QUORVEL_PLUGIN_DIR), "--base-url",
                            options.baseUrl.isEmpty() ? service : options.baseUrl, "--business-id",
-                           options.businessId, "--token-url", service + "/oauth/token", "--client-id",
-                           clientId, "--page", "Chat", "--print-view", "--settle-ms", "400", "--timeout-ms",
-                           QString::number(options.timeoutMs)}
+                           options.businessId, "--token-url",
+                           options.tokenUrl.isEmpty() ? service + "/oauth/token" : options.tokenUrl,
+                           "--client-id", clientId, "--page", "Chat", "--print-view", "--settle-ms", "400",
+                           "--timeout-ms", QString::number(options.timeoutMs)}
                    + options.arguments);
     // Well past the host's own deadline: it must have given up by itself.
     if (!host.waitForFinished(options.timeoutMs + 15000)) {

@@ -45,6 +45,7 @@ struct HostOptions
 {
     QString businessId = QStringLiteral("demo");
     QString baseUrl; // empty: the fixture's emulator
+    QString tokenUrl; // empty: the fixture's emulator
     // The host gives up (exit 3) when the view has not settled by then.
     int timeoutMs = 15000;
     QList<QPair<QString, QString>> environment;

@@ -43,6 +43,9 @@ void PrintTo(const HostileRow& row, std::ostream* out)
     *out << row.name;
 }
 
+const QString kTooLarge = u"The service's reply was larger than the limit."_s;
+const QString kStalled = u"Nothing came from the service for too long."_s;
+
 QByteArray titleFault(const QString& title)
 {
     return QJsonDocument(QJsonObject{{u"kind"_s, u"title"_s}, {u"body"_s, title}})
@@ -65,17 +68,17 @@ const HostileRow kRows[] = {
      u"Chat.title: "_s + QString(500, u'A') + u" \u2026 [1048076 more characters]"_s},
     {"TenMegabyteErrorBodyIsCut", R"({"kind":"status","status":500,"body":"x","bytes":10000000})",
      failed("ServerError", 500), Id, QString(500, u'x') + u" \u2026 [9999500 more characters]"_s},
-    {"EndlessChunkedReplyIsCutAtTheCap", R"({"kind":"flood"})", failed("Network", 299), Id, {}},
+    {"EndlessChunkedReplyIsCutAtTheCap", R"({"kind":"flood"})", failed("Network", 299), Id, kTooLarge},
     {"EndlessSignInReplyIsRefused", R"({"kind":"flood","target":"token"})", kNotSignedIn, Id, {}},
-    {"HugeAnnouncedBodyIsRefused", R"({"kind":"flood","bytes":200000000})", failed("Network", 299), Id, {}},
+    {"HugeAnnouncedBodyIsRefused", R"({"kind":"flood","bytes":200000000})", failed("Network", 299), Id, kTooLarge},
     {"SilentServerEndsAtTheInactivityLimit",
      R"({"kind":"delay","delayMs":600000})",
      failed("Network", 4),
      Id,
-     {},
+     kStalled,
      true},
-    {"UnendedHeaderLineEnds", R"({"kind":"headerline","bytes":1000000})", failed("Network", 4), Id, {}, true},
-    {"HundredHeadersEnd", R"({"kind":"headers","count":100})", failed("Network", 4), Id, {}, true},
+    {"UnendedHeaderLineEnds", R"({"kind":"headerline","bytes":1000000})", failed("Network", 4), Id, kStalled, true},
+    {"HundredHeadersEnd", R"({"kind":"headers","count":100})", failed("Network", 4), Id, kStalled, true},
 };
 
 class HostileService : public HostEndToEnd, public ::testing::WithParamInterface<HostileRow>

@@ -3,6 +3,7 @@
 #include "Ambrel/TokenReply.h"
 
 #include <QEventLoop>
+#include <QHostAddress>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
@@ -113,6 +114,13 @@ ClientCredentials::requestToken(int timeoutMs, const std::shared_ptr<TokenReques
     const auto fail = [](const QString& why) { return std::unexpected(why); };
     if (!tokenUrl.isValid() || tokenUrl.isEmpty())
         return fail(QStringLiteral("no token endpoint configured"));
+    // The form carries the client secret (RFC 6749, section 2.3.1): over
+    // plain http only to this machine, where nobody is on the way.
+    const QString host = tokenUrl.host();
+    const bool loopback =
+        host.compare(QLatin1String("localhost"), Qt::CaseInsensitive) == 0 || QHostAddress(host).isLoopback();
+    if (tokenUrl.scheme() != QLatin1String("https") && !loopback)
+        return fail(QStringLiteral("the token endpoint must be https unless it is on this machine"));
     const auto abandoned = [&abort] { return abort && abort->isAborted(); };
     if (abandoned())
         return fail(QStringLiteral("token request abandoned"));
