@@ -71,6 +71,9 @@ DebugInfoWidget::DebugInfoWidget(ChatService* service, QWidget* parent) : QWidge
 
     m_dump = new QPlainTextEdit(this);
     m_dump->setReadOnly(true);
+    // A wrapped line would start a screen line with service text that could
+    // pass for a line of its own: long lines scroll sideways instead.
+    m_dump->setLineWrapMode(QPlainTextEdit::NoWrap);
     // Consolas where the machine has it, another fixed-width face otherwise.
     QFont dumpFont(QStringLiteral("Consolas"));
     dumpFont.setStyleHint(QFont::Monospace, QFont::PreferDefault);

@@ -4,7 +4,7 @@
 #include <QUuid>
 
 #include "sdk/json/uuid.h"
-#include "view/DisplayText.h"
+#include "sdk/qt/VisibleText.h"
 
 namespace QuorvelChat {
 namespace {
@@ -14,11 +14,12 @@ using namespace Qt::StringLiterals;
 
 const QString kUnset = u"<unset>"_s;
 
-// Service text is escaped, so that no value can break out of its line and
-// forge another one.
+// Service text is shown in the visible notation, so that no value can break
+// out of its line and forge another one.
 QString text(const std::optional<std::string>& field, const QString& absent = kUnset)
 {
-    return field ? escapeControls(QString::fromUtf8(field->data(), qsizetype(field->size()))) : absent;
+    return field ? QuorvelSdk::visibleText(QString::fromUtf8(field->data(), qsizetype(field->size())))
+                 : absent;
 }
 
 QString uuidText(const std::optional<tarsion::uuid>& field)

@@ -28,21 +28,29 @@ void collect(QWidget* widget, QString& out)
     }
 }
 
-// What a plug-in shows is not trusted to be safe for a terminal: control
-// characters other than line feeds, and bidirectional controls, are printed
-// as escapes instead of reaching it raw.
+// What a plug-in shows is not trusted to be safe for a terminal. Whatever
+// Unicode counts as a control, a format character or a line or paragraph
+// separator (a line feed between lines aside) is printed as "⟨U+XXXX⟩"
+// instead of reaching it raw: the rule of the chat plug-in's own notation,
+// which a well-behaved plug-in has applied already.
 QByteArray terminalSafe(const QString& text)
 {
     QString out;
     out.reserve(text.size());
-    for (QChar c : text) {
-        const char16_t u = c.unicode();
-        const bool hidden = (u < 0x20 && u != u'\n') || (u >= 0x7F && u <= 0x9F) || u == 0x061C || u == 0x200E
-                            || u == 0x200F || (u >= 0x2028 && u <= 0x202E) || (u >= 0x2066 && u <= 0x2069);
+    for (qsizetype at = 0; at < text.size();) {
+        const bool pair = text[at].isHighSurrogate() && at + 1 < text.size() && text[at + 1].isLowSurrogate();
+        const char32_t c = pair ? QChar::surrogateToUcs4(text[at], text[at + 1]) : text[at].unicode();
+        const qsizetype units = pair ? 2 : 1;
+        const QChar::Category category = QChar::category(c);
+        const bool hidden =
+            c != u'\n'
+            && (category == QChar::Other_Control || category == QChar::Other_Format
+                || category == QChar::Separator_Line || category == QChar::Separator_Paragraph);
         if (hidden)
-            out += QStringLiteral("\\u%1").arg(uint(u), 4, 16, QLatin1Char('0'));
+            out += QStringLiteral("\u27E8U+%1\u27E9").arg(uint(c), 4, 16, QLatin1Char('0')).toUpper();
         else
-            out += c;
+            out += QStringView(text).sliced(at, units);
+        at += units;
     }
     return out.toUtf8();
 }

@@ -88,8 +88,11 @@ TEST(ChainOverQt, ANewResolutionEndsTheOneBefore)
     QTcpServer silent;
     ASSERT_TRUE(silent.listen(QHostAddress::LocalHost, 0));
     QList<QTcpSocket*> accepted;
-    QObject::connect(&silent, &QTcpServer::newConnection,
-                     [&] { accepted << silent.nextPendingConnection(); });
+    // One signal may stand for several connections.
+    QObject::connect(&silent, &QTcpServer::newConnection, [&] {
+        while (silent.hasPendingConnections())
+            accepted << silent.nextPendingConnection();
+    });
     auto network = std::make_unique<QuorvelSdk::QtHttpNetworkService>();
     Ambrel::Client client;
     client.setAccessToken("tok");
@@ -103,7 +106,8 @@ TEST(ChainOverQt, ANewResolutionEndsTheOneBefore)
     // Whatever fails, nothing is left waiting for the server.
     const auto retire = qScopeGuard([&] { chain->cancel(); });
     QList<QFuture<Result<Chat>>> resolutions;
-    for (int press = 0; press < 6; ++press) {
+    // One more than the pool has threads.
+    for (int press = 0; press < 5; ++press) {
         resolutions << chain->resolveChat();
         // Each reaches the server before the next press.
         ASSERT_TRUE(QuorvelTest::waitUntil([&] { return accepted.size() > press; }));
@@ -113,8 +117,10 @@ TEST(ChainOverQt, ANewResolutionEndsTheOneBefore)
                            [](const auto& f) { return f.isFinished(); });
     }));
     EXPECT_FALSE(resolutions.last().isFinished());
-    for (int i = 0; i < 5; ++i)
-        EXPECT_EQ(resolutions[i].result().error(), (Error{ErrorKind::Network, "The exchange was cancelled.", 5})) << i;
+    for (int i = 0; i < 4; ++i)
+        EXPECT_EQ(resolutions[i].result().error(),
+                  (Error{ErrorKind::Network, "The exchange was cancelled.", 5}))
+            << i;
     chain->cancel();
     ASSERT_TRUE(QuorvelTest::waitUntil([&] { return resolutions.last().isFinished(); }));
     EXPECT_EQ(resolutions.last().result().error().httpCode, 5);

@@ -132,6 +132,23 @@ TEST_F(TransportTest, RedirectsAreFollowedOnlyWithinTheOriginAndTheVerb)
     }
 }
 
+// The service writes a redirect's Location: the warning shows it in the
+// page's notation, never a bidirectional override or a line break raw.
+TEST_F(TransportTest, ARefusedRedirectIsLoggedInTheVisibleNotation)
+{
+    server.route("/start", {307,
+                            {{"Location", "http://127.0.0.2:9/a\xE2\x80\xAE"
+                                          "b\xE2\x80\xA8"
+                                          "c"}},
+                            ""});
+    LogCapture log;
+    EXPECT_EQ(send("POST", "/start", "{}").result, QNetworkReply::InsecureRedirectError);
+    const QString logged = log.messages().join(u'\n');
+    EXPECT_TRUE(logged.contains(QStringLiteral("127.0.0.2:9/a\u27E8U+202E\u27E9b\u27E8U+2028\u27E9c")))
+        << logged.toStdString();
+    EXPECT_FALSE(logged.contains(QChar(0x202E)) || logged.contains(QChar(0x2028)));
+}
+
 // A request body as another user of the SDK might write one: read in pieces
 // of its own size, with a length it may not know or may get wrong, and a
 // read that may fail halfway; and whether it is sent.

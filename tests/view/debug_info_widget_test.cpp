@@ -104,9 +104,10 @@ QString structure(const DebugInfoWidget& view)
                         .arg(int(label->textInteractionFlags()))
                         .arg(label->sizePolicy().horizontalPolicy());
         if (auto* text = qobject_cast<QPlainTextEdit*>(widget))
-            line += u" read-only %1 min-height %2 menu %3"_s.arg(text->isReadOnly())
+            line += u" read-only %1 wrap %4 min-height %2 menu %3"_s.arg(text->isReadOnly())
                         .arg(text->minimumHeight())
-                        .arg(text->contextMenuPolicy());
+                        .arg(text->contextMenuPolicy())
+                        .arg(text->lineWrapMode());
         out << line + u" style \"%1\""_s.arg(widget->styleSheet());
     }
     return out.join(u'\n') + u'\n';
@@ -178,10 +179,11 @@ TEST_F(DebugInfoView, HostileTitlesAreShownPlainVisibleAndBounded)
     constexpr qsizetype kMax = FieldLabel::kMaxShownChars;
     const std::pair<QString, QString> rows[] = {
         {u"<img src=\"/dev/zero\"><h1>x</h1>"_s, u"<img src=\"/dev/zero\"><h1>x</h1>"_s},
-        {u"Support\r\nChat.version: 999"_s, u"Support\\r\\nChat.version: 999"_s},
-        {u"\x1b[2J\a\x7f\u0085"_s, u"\\x1B[2J\\x07\\x7F\\u0085"_s},
-        {u"invoice\u202Egnp.exe"_s, u"invoice\\u202Egnp.exe"_s},
-        {u"C:\\temp\\n"_s, u"C:\\\\temp\\\\n"_s},
+        {u"Support\r\nChat.version: 999"_s, u"Support\u240D\u240AChat.version: 999"_s},
+        {u"\x1b[2J\a\x7f\u0085"_s, u"\u241B[2J\u2407\u2421\u27E8U+0085\u27E9"_s},
+        {u"invoice\u202Egnp.exe"_s, u"invoice\u27E8U+202E\u27E9gnp.exe"_s},
+        {u"Sup\u200Bport"_s, u"Sup\u27E8U+200B\u27E9port"_s},
+        {u"C:\\temp\\n \u2400"_s, u"C:\\temp\\n \u2400"_s},
         {QString(kMax, u'W'), QString(kMax, u'W')},
         {QString(1'000'000, u'A'), QString(kMax, u'A') + u" \u2026 [999500 more characters]"_s},
         {QString(kMax - 1, u'B') + u"\U0001F600tail"_s,

@@ -4,18 +4,22 @@
 
 #include <qtHelpers/Logger.h>
 
+#include "sdk/qt/VisibleText.h"
+
 namespace QuorvelSdk::detail {
 
+// A URL may come from the service (a redirect's Location): shown in the
+// notation of the page, as everything in a log line that the service wrote.
 QString loggedUrl(const QUrl& url)
 {
-    return url.toString(QUrl::RemoveUserInfo);
+    return visibleText(url.toString(QUrl::RemoveUserInfo));
 }
 
 void warn(const PendingHttpRequest& pending, const QString& what)
 {
     QDebug out = qtHelpers::logger(QtWarningMsg, qtHelpers::chat());
-    out.noquote() << "QtHttpNetworkService:" << what;
-    out.quote() << "verb" << pending.verb << "url" << loggedUrl(pending.url);
+    out.noquote() << "QtHttpNetworkService:" << visibleText(what) << "verb" << '"' + pending.verb + '"'
+                  << "url" << '"' + loggedUrl(pending.url) + '"';
 }
 
 void trace(const PendingHttpRequest& pending, int status)
