@@ -117,6 +117,12 @@ void expect_round_trip(const char* keys)
 
 TEST(RecordRoundTrip, EveryRecordWritesItsKeysInOrderAndReadsBack)
 {
+    // Keys are looked up ignoring case: a table with two that differ only
+    // in case is refused when it is compiled.
+    using keys = std::array<std::string_view, 3>;
+    EXPECT_TRUE(detail::keys_distinct_ignoring_case(keys{"id", "key", "keys"}));
+    EXPECT_FALSE(detail::keys_distinct_ignoring_case(keys{"id", "Key", "key"}));
+    EXPECT_FALSE(detail::keys_distinct_ignoring_case(keys{"ID", "key", "id"}));
     expect_round_trip<EntityDto>(
         "id,entityTypeKey,entityTypeId,referencedTo,stateId,stateKey,isDraft,version,deleted,"
         "localization,attributeValues,customerNumber,schemaAppKey,schemaAppId,hash,"

@@ -194,7 +194,8 @@ TEST(JsonTypedValues, UuidTextIsExactly8_4_4_4_12HexDigits)
     }
     // Any byte that is not a hex digit, in any position, and a digit where a dash belongs.
     for (std::size_t at = 0; at < text.size(); ++at) {
-        for (const char c : std::string("gG/:@`-x \xff") + (text[at] == '-' ? "0" : "")) {
+        for (const char c :
+             std::string("gG/:@`-x \xff") + std::string(1, '\0') + (text[at] == '-' ? "0" : "")) {
             std::string damaged = text;
             if (damaged[at] == c)
                 continue;

@@ -12,6 +12,7 @@
 
 #include "sdk/core/string_body.h"
 #include "sdk/qt/TransportErrors.h"
+#include "sdk/qt/detail/RedirectPolicy.h"
 #include "support/qt/ScriptedHttpServer.h"
 #include "transport_fixture.h"
 
@@ -130,6 +131,26 @@ TEST_F(TransportTest, RedirectsAreFollowedOnlyWithinTheOriginAndTheVerb)
             }
         }
     }
+}
+
+// A URL without a port names its scheme's default one; scheme and host are
+// compared without regard to case.
+TEST(RedirectPolicy, AnOriginsPortIsItsSchemesDefaultWhenUnsaid)
+{
+    const struct
+    {
+        const char* from;
+        const char* to;
+        bool sameOrigin;
+    } rows[] = {
+        {"https://h/a", "https://h:443/b", true}, {"http://h/a", "http://h:80/b", true},
+        {"https://h/a", "https://h:80/b", false}, {"http://h/a", "http://h:443/b", false},
+        {"HTTPS://H/a", "https://h/b", true},     {"http://h:8080/", "http://h:8081/", false},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(QuorvelSdk::detail::redirectRefusal(QUrl(row.from), QUrl(row.to), 307, "POST") == nullptr,
+                  row.sameOrigin)
+            << row.from << " to " << row.to;
 }
 
 // The service writes a redirect's Location: the warning shows it in the
