@@ -4,12 +4,12 @@
 #include <chrono>
 #include <thread>
 
-#include "sdk/core/retry_after.h"
+#include "sdk/core/detail/pipeline.h"
+#include "sdk/core/detail/retry_after.h"
 
 namespace tarsion {
 namespace {
 
-constexpr std::string_view kPlaceholder = "{businessId}";
 constexpr std::uint32_t kTooManyRequests = 429;
 constexpr std::uint32_t kUnauthorized = 401;
 // The longest server-requested wait that is honoured.
@@ -25,81 +25,16 @@ std::unexpected<error> transport_failure(std::int32_t result)
     return make_error(error_kind::transport, static_cast<std::uint32_t>(result));
 }
 
-// What would let a header end early or forge another one. Every header of
-// every request is looked at, the token too, so this is a plain scan:
-// find_first_of would search the set of three for each character.
-bool breaks_framing(std::string_view text)
-{
-    return std::ranges::any_of(text, [](char c) {
-        return static_cast<unsigned char>(c) <= '\r' && (c == '\r' || c == '\n' || c == '\0');
-    });
-}
-
 // Never names the value: it may be the token.
 std::unexpected<error> unsafe_header_failure(const http::header& header)
 {
-    return make_error(
-        error_kind::transport, 0,
-        (breaks_framing(header.first) ? std::string("A header name") : "Header \"" + header.first + "\"")
-            + " holds a line break or NUL; the request was not sent.");
+    return make_error(error_kind::transport, 0,
+                      (detail::breaks_framing(header.first) ? std::string("A header name")
+                                                            : "Header \"" + header.first + "\"")
+                          + " holds a line break or NUL; the request was not sent.");
 }
 
 } // namespace
-
-namespace pipeline {
-
-std::string business_id_value(const std::string& id, const std::string& suffix)
-{
-    if (suffix.empty() || id.empty())
-        return id;
-    return id + "." + suffix;
-}
-
-std::string substitute_business_id(const std::string& path_template, const std::string& id)
-{
-    const std::size_t at = path_template.find(kPlaceholder);
-    if (at == std::string::npos || at > path_template.find('?'))
-        return path_template;
-    std::string path = path_template;
-    if (!id.empty()) {
-        path.replace(at, kPlaceholder.size(), id);
-        return path;
-    }
-    std::size_t removed = kPlaceholder.size();
-    if (at != 0 && at + removed < path.size())
-        ++removed;
-    path.erase(at, removed);
-    return path;
-}
-
-std::string join_url(const std::string& base_url, const std::string& path)
-{
-    if (path.empty() || path.front() != '/')
-        return path;
-    if (!base_url.empty() && base_url.back() == '/')
-        return base_url + path.substr(1);
-    return base_url + path;
-}
-
-http::header_list with_authorization(const http::header_list& headers, const std::string& token)
-{
-    http::header_list sent = headers;
-    sent.remove_all("Authorization");
-    if (!token.empty())
-        sent.append("Authorization", "Bearer " + token);
-    return sent;
-}
-
-const http::header* unsafe_header(const http::header_list& headers)
-{
-    for (const http::header& header : headers) {
-        if (breaks_framing(header.first) || breaks_framing(header.second))
-            return &header;
-    }
-    return nullptr;
-}
-
-} // namespace pipeline
 
 struct tenant::request
 {
@@ -130,12 +65,12 @@ expected<http_response> tenant::execute(const std::string& verb, const std::stri
     if (!http_client)
         return make_error(error_kind::missing_configuration, 0, "No http client to send request.");
 
-    const std::string path = pipeline::substitute_business_id(
-        path_template, pipeline::business_id_value(business_id, business_id_suffix));
+    const std::string path = detail::substitute_business_id(
+        path_template, detail::business_id_value(business_id, business_id_suffix));
     const std::string token = token_factory ? token_factory->get_token() : std::string();
     request r{verb,
-              pipeline::join_url(base_url, path),
-              pipeline::with_authorization(headers, token),
+              detail::join_url(base_url, path),
+              detail::with_authorization(headers, token),
               body,
               transport_option,
               disable_redirects,
@@ -143,7 +78,7 @@ expected<http_response> tenant::execute(const std::string& verb, const std::stri
 
     // A line break in a header (a hostile token, say) would end the request
     // early and let its rest be read as another one.
-    if (const http::header* unsafe = pipeline::unsafe_header(r.headers))
+    if (const http::header* unsafe = detail::unsafe_header(r.headers))
         return unsafe_header_failure(*unsafe);
 
     http_response response;
@@ -163,8 +98,8 @@ expected<http_response> tenant::execute(const std::string& verb, const std::stri
     }
     if (*renewed == token)
         return response;
-    r.headers = pipeline::with_authorization(headers, *renewed);
-    if (const http::header* unsafe = pipeline::unsafe_header(r.headers))
+    r.headers = detail::with_authorization(headers, *renewed);
+    if (const http::header* unsafe = detail::unsafe_header(r.headers))
         return unsafe_header_failure(*unsafe);
     if (const std::int32_t result = send_with_retries(r, response))
         return transport_failure(result);
@@ -184,7 +119,7 @@ std::int32_t tenant::send_with_retries(const request& r, http_response& response
         if (response.status == kTooManyRequests) {
             const http::header* header = response.headers.find("Retry-After");
             if (header != nullptr && !header->second.empty()) {
-                const std::optional<std::int32_t> seconds = parse_retry_after(header->second);
+                const std::optional<std::int32_t> seconds = detail::parse_retry_after(header->second);
                 // Negative values compare as huge ones and end the retries too.
                 if (!seconds || static_cast<std::uint32_t>(*seconds) > kMaxRetryAfterSeconds)
                     break;

@@ -54,30 +54,4 @@ private:
     void log_exchange(const request& r, std::int32_t result, const http_response& response);
 };
 
-// The pieces of the pipeline, exposed for the API classes and for tests.
-namespace pipeline {
-
-// `id` alone, or `id` + "." + `suffix` when both are non-empty.
-std::string business_id_value(const std::string& id, const std::string& suffix);
-
-// Replaces the first "{businessId}" standing before any "?". An empty id
-// removes the placeholder and the character after it (unless the placeholder
-// starts the template), so no double slash is left.
-std::string substitute_business_id(const std::string& path_template, const std::string& id);
-
-// A path starting with "/" is appended to the base with exactly one slash
-// between them when the base ends with one; any other path is a whole URL.
-std::string join_url(const std::string& base_url, const std::string& path);
-
-// The caller's headers without any "Authorization", plus "Bearer <token>"
-// when there is a token.
-http::header_list with_authorization(const http::header_list& headers, const std::string& token);
-
-// The first header whose name or value holds a carriage return, a line
-// feed or a NUL, which would let it end the header early or forge another;
-// null when there is none.
-const http::header* unsafe_header(const http::header_list& headers);
-
-} // namespace pipeline
-
 } // namespace tarsion

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "sdk/json/compiler.h"
+#include "sdk/json/detail/compiler.h"
 
 namespace tarsion {
 namespace {
@@ -22,10 +22,10 @@ void destroy_iteratively(std::vector<json_node>&& nodes) noexcept
         for (json_node& node : batch) {
             // Large trees do not fit in the caches: ask early for what the
             // coming frees will touch (text on the heap, the next lists).
-            compiler::prefetch(node.key.data());
-            compiler::prefetch(node.value.data());
+            detail::compiler::prefetch(node.key.data());
+            detail::compiler::prefetch(node.value.data());
             if (!node.children.empty()) {
-                compiler::prefetch(node.children.data());
+                detail::compiler::prefetch(node.children.data());
                 pending.push_back(std::move(node.children));
             }
         }

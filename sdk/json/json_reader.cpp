@@ -7,9 +7,9 @@
 #include <iterator>
 #include <vector>
 
-#include "sdk/json/byte_words.h"
-#include "sdk/json/compiler.h"
-#include "sdk/json/unicode_escapes.h"
+#include "sdk/json/detail/byte_words.h"
+#include "sdk/json/detail/compiler.h"
+#include "sdk/json/detail/unicode_escapes.h"
 
 namespace tarsion {
 namespace {
@@ -47,8 +47,8 @@ const char* skip_space(const char* s) noexcept
     return s;
 }
 
-using byte_words::kHighBits;
-using byte_words::kOnes;
+using detail::byte_words::kHighBits;
+using detail::byte_words::kOnes;
 
 constexpr std::uint64_t zero_bytes(std::uint64_t w) noexcept
 {
@@ -68,9 +68,9 @@ constexpr std::uint64_t string_stops(std::uint64_t w) noexcept
 QUORVEL_ALWAYS_INLINE const char* skip_string_bytes(const char* e, const char* const end) noexcept
 {
     while (end - e >= 8) {
-        const std::uint64_t stops = string_stops(byte_words::load(e));
+        const std::uint64_t stops = string_stops(detail::byte_words::load(e));
         if (stops != 0)
-            return e + byte_words::clean_prefix(stops);
+            return e + detail::byte_words::clean_prefix(stops);
         e += 8;
     }
     return e;
@@ -483,7 +483,7 @@ namespace {
 bool parse(const std::string& text, json_node& root, const element_handler* on_element)
 {
     std::string decoded;
-    const std::string& source = decode_unicode_escapes(text, decoded) ? decoded : text;
+    const std::string& source = detail::decode_unicode_escapes(text, decoded) ? decoded : text;
     const char* const end = source.data() + source.size();
     root.parent = nullptr;
     parser p(root, end, on_element);
@@ -593,10 +593,10 @@ bool parse_int64(std::string_view text, std::int64_t& out) noexcept
         if (c < '0' || c > '9')
             return false;
         const int digit = c - '0';
-        if (compiler::mul_overflow<std::int64_t>(value, 10, value))
+        if (detail::compiler::mul_overflow<std::int64_t>(value, 10, value))
             return false;
-        if (negative ? compiler::sub_overflow<std::int64_t>(value, digit, value)
-                     : compiler::add_overflow<std::int64_t>(value, digit, value))
+        if (negative ? detail::compiler::sub_overflow<std::int64_t>(value, digit, value)
+                     : detail::compiler::add_overflow<std::int64_t>(value, digit, value))
             return false;
     }
     out = value;

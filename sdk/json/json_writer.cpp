@@ -8,8 +8,8 @@
 #include <exception>
 #include <vector>
 
-#include "sdk/json/byte_words.h"
-#include "sdk/json/compiler.h"
+#include "sdk/json/detail/byte_words.h"
+#include "sdk/json/detail/compiler.h"
 
 namespace tarsion {
 namespace {
@@ -61,10 +61,10 @@ unsigned count_digits(std::uint64_t v) noexcept
 // Eight bytes at a time: a word is copied as a whole unless one of its bytes
 // may need an escape.
 
-using byte_words::clean_prefix;
-using byte_words::kHighBits;
-using byte_words::kOnes;
-using byte_words::load;
+using detail::byte_words::clean_prefix;
+using detail::byte_words::kHighBits;
+using detail::byte_words::kOnes;
+using detail::byte_words::load;
 
 // Every byte looked for lies below 0x80, so a byte whose high bit is set is
 // never one of them, and `~w & kHighBits` is shared by all the tests: a byte
@@ -310,13 +310,13 @@ private:
         const std::ptrdiff_t left = top.end - top.next;
         if (left > kNodeAhead) {
             const char* const node = reinterpret_cast<const char*>(top.next + kNodeAhead);
-            compiler::prefetch(node);
-            compiler::prefetch(node + kLine);
+            detail::compiler::prefetch(node);
+            detail::compiler::prefetch(node + kLine);
         }
         if (left > kDataAhead) {
             const json_node& node = top.next[kDataAhead];
-            compiler::prefetch(node.children.data());
-            compiler::prefetch(node.value.data());
+            detail::compiler::prefetch(node.children.data());
+            detail::compiler::prefetch(node.value.data());
         }
     }
 
@@ -330,7 +330,7 @@ private:
         const char* const to =
             reinterpret_cast<const char*>(end - first > kNodeAhead ? first + kNodeAhead : end);
         for (const char* line = from; line < to; line += kLine)
-            compiler::prefetch(line);
+            detail::compiler::prefetch(line);
         stack_.push_back({first, end, array ? ']' : '}'});
         return out;
     }

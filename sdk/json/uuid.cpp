@@ -2,8 +2,8 @@
 
 #include <array>
 
-#include "sdk/json/compiler.h"
-#include "sdk/json/hex_digit.h"
+#include "sdk/json/detail/compiler.h"
+#include "sdk/json/detail/hex_digit.h"
 
 namespace tarsion {
 namespace {
@@ -36,7 +36,7 @@ constexpr std::array<std::uint8_t, 256> kDigitValues = [] {
 
 void format_word(char* text, std::uint64_t word, std::size_t first) noexcept
 {
-QUORVEL_UNROLL(16)
+    QUORVEL_UNROLL(16)
     for (std::size_t i = 0; i < 16; ++i)
         text[kDigitPositions[first + i]] = kDigits[(word >> (60 - 4 * i)) & 0xF];
 }
@@ -45,7 +45,7 @@ QUORVEL_UNROLL(16)
 std::uint64_t parse_word(std::string_view text, std::size_t first, unsigned& seen) noexcept
 {
     std::uint64_t word = 0;
-QUORVEL_UNROLL(16)
+    QUORVEL_UNROLL(16)
     for (std::size_t i = 0; i < 16; ++i) {
         const std::uint8_t v = kDigitValues[static_cast<unsigned char>(text[kDigitPositions[first + i]])];
         seen |= v;

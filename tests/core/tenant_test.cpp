@@ -20,7 +20,7 @@
 
 #include "support/every_text.h"
 #include "sdk/core/c_random.h"
-#include "sdk/core/retry_after.h"
+#include "sdk/core/detail/retry_after.h"
 #include "sdk/core/string_body.h"
 #include "sdk/core/tenant.h"
 #include "tests/support/pipeline_fakes.h"
@@ -336,7 +336,7 @@ TEST(RetryAfterText, IsFromCharsOverTheWholeText)
     for (std::string& text : tarsion::testing::every_text_over("-0169+ \t.ex", 4))
         texts.push_back(std::move(text));
     for (const std::string& text : texts)
-        EXPECT_EQ(parse_retry_after(text), tarsion::testing::from_chars_whole<std::int32_t>(text))
+        EXPECT_EQ(detail::parse_retry_after(text), tarsion::testing::from_chars_whole<std::int32_t>(text))
             << '"' << text << '"';
 }
 

@@ -6,11 +6,11 @@
 
 #include <gtest/gtest.h>
 
-#include "sdk/json/compiler.h"
+#include "sdk/json/detail/compiler.h"
 
 namespace {
 
-using namespace tarsion::compiler;
+using namespace tarsion::detail::compiler;
 
 template <class T>
 void expectPortableMatchesBuiltins()

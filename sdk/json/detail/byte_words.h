@@ -10,7 +10,7 @@
 // so a borrow can also mark a byte *above* a truly marked one, but never one
 // below it: in memory order on a little-endian machine, the first mark is
 // exact and every byte before it is truly unmarked.
-namespace tarsion::byte_words {
+namespace tarsion::detail::byte_words {
 
 inline constexpr std::uint64_t kOnes = 0x0101010101010101ULL;
 inline constexpr std::uint64_t kHighBits = 0x8080808080808080ULL;
@@ -33,4 +33,4 @@ inline std::size_t clean_prefix(std::uint64_t marks) noexcept
         return 0; // a borrow may mark the earliest bytes falsely: go byte by byte
 }
 
-} // namespace tarsion::byte_words
+} // namespace tarsion::detail::byte_words

@@ -1,8 +1,8 @@
-#include "sdk/core/retry_after.h"
+#include "sdk/core/detail/retry_after.h"
 
 #include <charconv>
 
-namespace tarsion {
+namespace tarsion::detail {
 
 std::optional<std::int32_t> parse_retry_after(std::string_view text) noexcept
 {
@@ -16,4 +16,4 @@ std::optional<std::int32_t> parse_retry_after(std::string_view text) noexcept
     return value;
 }
 
-} // namespace tarsion
+} // namespace tarsion::detail

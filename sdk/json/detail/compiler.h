@@ -24,7 +24,7 @@
 #define QUORVEL_UNROLL(count)
 #endif
 
-namespace tarsion::compiler {
+namespace tarsion::detail::compiler {
 
 // Asks for the cache line holding `address` ahead of its use; only a hint.
 inline void prefetch([[maybe_unused]] const void* address) noexcept
@@ -102,4 +102,4 @@ constexpr bool mul_overflow(T a, T b, T& out) noexcept
 #endif
 }
 
-} // namespace tarsion::compiler
+} // namespace tarsion::detail::compiler

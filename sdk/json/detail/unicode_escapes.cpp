@@ -1,11 +1,11 @@
-#include "sdk/json/unicode_escapes.h"
+#include "sdk/json/detail/unicode_escapes.h"
 
 #include <cstdint>
 #include <cstring>
 
-#include "sdk/json/hex_digit.h"
+#include "sdk/json/detail/hex_digit.h"
 
-namespace tarsion {
+namespace tarsion::detail {
 namespace {
 
 bool is_escape_start(std::string_view text, std::size_t i) noexcept
@@ -147,4 +147,4 @@ bool decode_unicode_escapes(std::string_view text, std::string& out)
     return true;
 }
 
-} // namespace tarsion
+} // namespace tarsion::detail

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-namespace tarsion {
+namespace tarsion::detail {
 
 // The reader's pre-pass: turns every `\uXXXX` escape of the text (strings or
 // not, and without regard to escaped backslashes) into UTF-8, surrogate pairs
@@ -17,4 +17,4 @@ namespace tarsion {
 // parsed as it stands.
 bool decode_unicode_escapes(std::string_view text, std::string& out);
 
-} // namespace tarsion
+} // namespace tarsion::detail
