@@ -24,7 +24,7 @@
 #include "sdk/json/json_getters.h"
 #include "sdk/json/json_reader.h"
 #include "sdk/json/json_writer.h"
-#include "sdk/json/unicode_escapes.h"
+#include "sdk/json/detail/unicode_escapes.h"
 #include "view/EntityDump.h"
 
 namespace {
@@ -97,7 +97,7 @@ void check_record(const EntityDto& entity)
                "the dump has its lines and no service text adds or breaks one");
     const std::string text = written(entity);
     std::string decoded;
-    if (tarsion::decode_unicode_escapes(text, decoded) || has_empty_map_key(entity))
+    if (tarsion::detail::decode_unicode_escapes(text, decoded) || has_empty_map_key(entity))
         return;
     json_node again;
     FUZZ_CHECK(tarsion::parse_json(text, again), "a written record reads again");

@@ -14,7 +14,7 @@
 #include <string_view>
 
 #include "fuzz_check.h"
-#include "sdk/core/retry_after.h"
+#include "sdk/core/detail/retry_after.h"
 #include "sdk/json/json_getters.h"
 #include "sdk/json/json_reader.h"
 #include "sdk/json/json_writer.h"
@@ -65,7 +65,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 {
     const std::string_view text(reinterpret_cast<const char*>(data), size);
     check_int64(text);
-    FUZZ_CHECK(tarsion::parse_retry_after(text) == reference<std::int32_t>(text),
+    FUZZ_CHECK(tarsion::detail::parse_retry_after(text) == reference<std::int32_t>(text),
                "parse_retry_after reads what from_chars reads");
     check_format(data, size);
     return 0;

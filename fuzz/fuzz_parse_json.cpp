@@ -26,7 +26,7 @@
 #include "sdk/json/json_node.h"
 #include "sdk/json/json_reader.h"
 #include "sdk/json/json_writer.h"
-#include "sdk/json/unicode_escapes.h"
+#include "sdk/json/detail/unicode_escapes.h"
 #include "support/json_trees.h"
 
 namespace {
@@ -169,7 +169,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     check_copies(root);
     check_streaming(text, root, ok);
     std::string decoded;
-    if (!ok || !writes_faithfully(root) || tarsion::decode_unicode_escapes(compact, decoded))
+    if (!ok || !writes_faithfully(root) || tarsion::detail::decode_unicode_escapes(compact, decoded))
         return 0;
     json_node again;
     FUZZ_CHECK(tarsion::parse_json(compact, again), "the compact text of a read tree reads again");
