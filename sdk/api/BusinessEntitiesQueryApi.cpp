@@ -8,6 +8,11 @@
 namespace tarsion::quorvel::api {
 namespace {
 
+std::optional<std::string> decimal(std::optional<std::uint32_t> number)
+{
+    return number ? std::optional(std::to_string(*number)) : std::nullopt;
+}
+
 std::string compact(const json_node& node)
 {
     std::string out;
@@ -16,22 +21,6 @@ std::string compact(const json_node& node)
 }
 
 } // namespace
-
-std::string BusinessEntitiesQueryApi::path(std::optional<std::uint32_t> skip,
-                                           std::optional<std::uint32_t> take, std::optional<bool> use_replica,
-                                           const std::optional<std::string>& engine)
-{
-    std::string p = kPathTemplate;
-    if (skip)
-        append_query_parameter(p, "Skip", std::to_string(*skip));
-    if (take)
-        append_query_parameter(p, "Take", std::to_string(*take));
-    if (use_replica)
-        append_query_parameter(p, "useReplica", *use_replica ? "true" : "false");
-    if (engine)
-        append_query_parameter(p, "engine", percent_encode(*engine));
-    return p;
-}
 
 std::string BusinessEntitiesQueryApi::body(const dto::BusinessEntitiesQueryDto& query)
 {
@@ -76,10 +65,24 @@ expected<std::vector<dto::EntityDto>> BusinessEntitiesQueryApi::query_vector(
     const std::optional<std::string>& engine, std::int64_t transport_option, bool disable_redirects,
     bool retry_any_verb) const
 {
+    // The query string's parameters in their fixed order, each written only
+    // when present.
+    std::string path = kPathTemplate;
+    const std::pair<const char*, std::optional<std::string>> parameters[] = {
+        {"Skip", decimal(skip)},
+        {"Take", decimal(take)},
+        {"useReplica",
+         use_replica ? std::optional<std::string>(*use_replica ? "true" : "false") : std::nullopt},
+        {"engine", engine ? std::optional(percent_encode(*engine)) : std::nullopt},
+    };
+    for (const auto& [name, value] : parameters) {
+        if (value)
+            append_query_parameter(path, name, *value);
+    }
     const http::string_body::factory request_body(body(query));
     const http::header_list headers{{"Content-Type", "application/json"}};
-    expected<http_response> reply = call("POST", path(skip, take, use_replica, engine), headers,
-                                         &request_body, transport_option, disable_redirects, retry_any_verb);
+    expected<http_response> reply =
+        call("POST", path, headers, &request_body, transport_option, disable_redirects, retry_any_verb);
     if (!reply)
         return std::unexpected(std::move(reply.error()));
     if (reply->status < 200 || reply->status > 299)

@@ -31,9 +31,6 @@ public:
                  const std::optional<std::string>& engine = {}, std::int64_t transport_option = 0,
                  bool disable_redirects = false, bool retry_any_verb = false) const;
 
-    // The path with its query string, parameters in their fixed order.
-    static std::string path(std::optional<std::uint32_t> skip, std::optional<std::uint32_t> take,
-                            std::optional<bool> use_replica, const std::optional<std::string>& engine);
     // The compact JSON body; empty when the record cannot be written.
     static std::string body(const dto::BusinessEntitiesQueryDto& query);
     // Turns a 2xx reply body into entities.
