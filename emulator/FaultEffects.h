@@ -18,11 +18,14 @@ PlannedReply keepReply(const Fault& fault, PlannedReply normal);
 PlannedReply replaceWithStatus(const Fault& fault, PlannedReply normal);
 PlannedReply replaceWithPage(const Fault& fault, PlannedReply normal);
 PlannedReply replaceWithNesting(const Fault& fault, PlannedReply normal);
+PlannedReply replaceWithElements(const Fault& fault, PlannedReply normal);
+PlannedReply replaceWithAttributes(const Fault& fault, PlannedReply normal);
 
 // TimingFaults.cpp: the normal reply, cut or paused on the wire.
 PlannedReply stallMidBody(const Fault& fault, PlannedReply normal);
 PlannedReply closeMidBody(const Fault& fault, PlannedReply normal);
 PlannedReply truncateBody(const Fault& fault, PlannedReply normal);
+PlannedReply trickleBody(const Fault& fault, PlannedReply normal);
 
 // ReshapingFaults.cpp: the normal reply bent into what a hostile or
 // careless service might send.

@@ -52,6 +52,31 @@ PlannedReply replaceWithPage(const Fault& fault, PlannedReply normal)
     return normal;
 }
 
+// A JSON array of `body`, element after element, to at least `bytes`: the
+// shapes that cost a reader most for their size ("{}", "0", "[]"...).
+QByteArray arrayOf(const Fault& fault)
+{
+    const QByteArray element = *fault.body + ',';
+    QByteArray text = '[' + element.repeated(qsizetype(fault.bytes.value_or(1) / element.size() + 1));
+    text.back() = ']';
+    return text;
+}
+
+PlannedReply replaceWithElements(const Fault& fault, PlannedReply normal)
+{
+    normal.reply = HttpReply{200, {{"Content-Type", "application/json"}}, arrayOf(fault)};
+    return normal;
+}
+
+PlannedReply replaceWithAttributes(const Fault& fault, PlannedReply normal)
+{
+    normal.reply = HttpReply{200,
+                             {{"Content-Type", "application/json"}},
+                             R"([{"id":"5885e99b-527d-4893-af14-46c61299024e","attributeValues":)"
+                                 + arrayOf(fault) + "}]"};
+    return normal;
+}
+
 PlannedReply replaceWithNesting(const Fault& fault, PlannedReply normal)
 {
     normal.reply = HttpReply{200,

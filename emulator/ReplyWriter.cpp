@@ -222,6 +222,23 @@ void writeNow(QObject* context, const std::shared_ptr<QHttpServerResponder>& res
         socket->disconnectFromHost();
         return;
     }
+    case Delivery::Cut::Trickle: {
+        writeHead(*responder, reply, size);
+        socket->flush();
+        // Owned by the socket, so it stops when the client hangs up.
+        auto* drip = new QTimer(socket);
+        drip->setTimerType(Qt::PreciseTimer);
+        QObject::connect(drip, &QTimer::timeout, drip,
+                         [drip, responder, body = reply.body, sent = qsizetype(0)]() mutable {
+                             if (sent >= body.size()) {
+                                 drip->deleteLater();
+                                 return;
+                             }
+                             responder->writeBody(body.constData() + sent++, 1);
+                         });
+        drip->start(std::max(delivery.stallMs, 1));
+        return;
+    }
     case Delivery::Cut::Stall: {
         writeHead(*responder, reply, size);
         responder->writeBody(reply.body.constData(), cutAt);

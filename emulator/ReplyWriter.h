@@ -26,6 +26,7 @@ struct Delivery
         Close, // `cutAt` body bytes, then the connection is dropped at once
         Truncate, // Content-Length promises more than the `cutAt` bytes sent, then a close
         Stall, // `cutAt` body bytes, a pause of `stallMs`, then the rest
+        Trickle, // the body a byte at a time, one every `stallMs`
     };
 
     // Before the first byte of the reply, without holding up other requests.

@@ -37,4 +37,13 @@ PlannedReply truncateBody(const Fault& fault, PlannedReply normal)
     return cut(fault, std::move(normal), Delivery::Cut::Truncate);
 }
 
+// Never idle, never done in time: what only a total deadline ends.
+PlannedReply trickleBody(const Fault& fault, PlannedReply normal)
+{
+    normal.delivery.delayMs = 0;
+    normal.delivery.stallMs = fault.delayMs;
+    normal.delivery.cut = Delivery::Cut::Trickle;
+    return normal;
+}
+
 } // namespace QuorvelEmulator

@@ -33,18 +33,21 @@ std::string BusinessEntitiesQueryApi::body(const dto::BusinessEntitiesQueryDto& 
     return compact(root);
 }
 
-expected<std::vector<dto::EntityDto>> BusinessEntitiesQueryApi::entities_from(const std::string& body)
+expected<std::vector<dto::EntityDto>> BusinessEntitiesQueryApi::entities_from(const std::string& body,
+                                                                          std::size_t keep)
 {
     // Each entity is read as soon as its element has been parsed, while it is
     // still in the cache, and its subtree is dropped at once: the whole tree,
-    // several times the size of the reply, never exists.
+    // several times the size of the reply, never exists. Past `keep`, each is
+    // read into the same spare record, checked and forgotten.
     std::vector<dto::EntityDto> entities;
+    dto::EntityDto spare;
     std::optional<error> bad_element;
     json_node root;
     const bool parsed = parse_json_elements(body, root, [&](json_node& element) {
         if (bad_element)
             return;
-        dto::EntityDto& entity = entities.emplace_back();
+        dto::EntityDto& entity = entities.size() < keep ? entities.emplace_back() : spare;
         if (!element.is_object || !entity.from_json(element))
             bad_element = make_error(error_kind::invalid_body, 0, compact(element)).error();
     });
@@ -88,7 +91,7 @@ expected<std::vector<dto::EntityDto>> BusinessEntitiesQueryApi::query_vector(
     if (reply->status < 200 || reply->status > 299)
         return make_error(error_kind::http_status, reply->status, std::move(reply->body),
                           std::move(reply->headers));
-    return entities_from(reply->body);
+    return entities_from(reply->body, take.value_or(std::numeric_limits<std::uint32_t>::max()));
 }
 
 } // namespace tarsion::quorvel::api

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -24,7 +26,9 @@ public:
     // Blocks until the exchange, retries included, is over. A status outside
     // 200 to 299 is an error of kind 5 carrying the body and headers; a 2xx
     // body that is not an array of entity objects is an error of kind 7. No
-    // partial list is ever returned.
+    // partial list is ever returned. With `take`, no more than `take`
+    // entities are kept, whatever the service sends: a reply of a million
+    // elements costs the memory of one at a time, not of a million records.
     expected<std::vector<dto::EntityDto>>
     query_vector(const dto::BusinessEntitiesQueryDto& query, std::optional<std::uint32_t> skip = {},
                  std::optional<std::uint32_t> take = {}, std::optional<bool> use_replica = {},
@@ -33,8 +37,10 @@ public:
 
     // The compact JSON body; empty when the record cannot be written.
     static std::string body(const dto::BusinessEntitiesQueryDto& query);
-    // Turns a 2xx reply body into entities.
-    static expected<std::vector<dto::EntityDto>> entities_from(const std::string& body);
+    // Turns a 2xx reply body into entities, keeping at most `keep` of them.
+    // Every element is read and checked all the same, one at a time.
+    static expected<std::vector<dto::EntityDto>>
+    entities_from(const std::string& body, std::size_t keep = std::numeric_limits<std::size_t>::max());
 };
 
 } // namespace tarsion::quorvel::api

@@ -13,9 +13,12 @@ namespace QuorvelSdk {
 struct HttpLimits
 {
     // Reply body bytes (after any content decoding) kept at most; a reply
-    // that announces or sends more is aborted. Entity queries are answered
-    // with at most a few megabytes in practice.
-    qint64 maxReplyBytes = 64LL * 1024 * 1024;
+    // that announces or sends more is aborted. The duty channel's query is
+    // answered with a few kilobytes. Whatever a reply holds, reading it
+    // costs at most about 170 times its size (one entity with a million
+    // attribute values is the worst shape), so that this cap keeps the host
+    // below 512 MB.
+    qint64 maxReplyBytes = 2LL * 1024 * 1024;
     // An exchange during which nothing at all is sent or received for this
     // long is aborted. 0 turns the limit off.
     qint64 inactivityTimeoutMs = 60 * 1000;

@@ -75,15 +75,9 @@ const FaultRow kRows[] = {
     {"TruncatedBody", R"({"kind":"truncate","bytes":10})", "Unknown", 0, kTenBytes},
     {"NonJsonReplyIsUnknown", R"({"kind":"nonjson","body":"<html><p>down</p></html>"})", "Unknown", 0,
      "<html><p>down</p></html>"},
-    {"FiftyMegabyteReplyYieldsItsFirstEntity",
-     R"({"kind":"large","bytes":52428800})",
-     nullptr,
-     0,
-     {},
-     1,
-     1,
-     "demo",
-     90000},
+    // Far past the 2 MiB the plug-in takes by default.
+    {"FiftyMegabyteReplyIsRefused", R"({"kind":"large","bytes":52428800})", "Network", 299,
+     QStringLiteral("The service's reply was larger than the limit.")},
     // The top level is an array, so the parse succeeds; its one element is
     // not an entity and comes back as compact JSON, cut to 500 characters.
     {"DeeplyNestedArrays", QStringLiteral(R"({"kind":"nested","depth":%1})").arg(kDepth).toUtf8(), "Unknown",

@@ -16,13 +16,13 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-// The host alone takes about 100 MB offscreen; the largest row adds one
-// reply of at most the 64 MiB cap, read once. The address sanitizer's
-// shadow memory and quarantine come on top of that.
+// The bound the plug-in's default reply cap keeps the whole host under,
+// whatever the reply's shape. The address sanitizer's shadow memory and
+// quarantine come on top of that.
 #if defined(__SANITIZE_ADDRESS__)
-constexpr qint64 kMaxPeakMemoryKb = 1024 * 1024;
+constexpr qint64 kMaxPeakMemoryKb = 2048 * 1024;
 #else
-constexpr qint64 kMaxPeakMemoryKb = 256 * 1024;
+constexpr qint64 kMaxPeakMemoryKb = 512 * 1024;
 #endif
 
 struct HostileRow
@@ -33,9 +33,10 @@ struct HostileRow
     QString status;
     PageLine line;
     QString text;
-    // Stalls are ended by the inactivity limit, shortened from its one-minute
-    // default so that the rows stay quick.
-    bool quickInactivity = false;
+    // Host options: stalls are ended by an inactivity limit shortened from
+    // its one-minute default so that the rows stay quick, and a row that
+    // shows how a huge text is cut lifts the reply cap.
+    QStringList arguments = {};
 };
 
 void PrintTo(const HostileRow& row, std::ostream* out)
@@ -44,6 +45,8 @@ void PrintTo(const HostileRow& row, std::ostream* out)
 }
 
 const QString kTooLarge = u"The service's reply was larger than the limit."_s;
+const QStringList kQuickInactivity{u"--inactivity-timeout-ms"_s, u"1000"_s};
+const QStringList kLargeReplies{u"--max-reply-bytes"_s, u"67108864"_s};
 const QString kStalled = u"Nothing came from the service for too long."_s;
 
 QByteArray titleFault(const QString& title)
@@ -65,20 +68,34 @@ const HostileRow kRows[] = {
     {"RightToLeftOverrideIsShownNotObeyed", titleFault(u"invoice\u202Egnp.exe"_s), kResolved, ChatTitle,
      u"Chat.title: invoice\u27E8U+202E\u27E9gnp.exe"_s},
     {"MegabyteTitleIsCut", R"({"kind":"title","body":"A","bytes":1048576})", kResolved, ChatTitle,
-     u"Chat.title: "_s + QString(500, u'A') + u" \u2026 [1048076 more characters]"_s},
+     u"Chat.title: "_s + QString(500, u'A') + u" \u2026 [1048076 more characters]"_s, kLargeReplies},
     {"TenMegabyteErrorBodyIsCut", R"({"kind":"status","status":500,"body":"x","bytes":10000000})",
-     failed("ServerError", 500), Id, QString(500, u'x') + u" \u2026 [9999500 more characters]"_s},
+     failed("ServerError", 500), Id, QString(500, u'x') + u" \u2026 [9999500 more characters]"_s,
+     kLargeReplies},
     {"EndlessChunkedReplyIsCutAtTheCap", R"({"kind":"flood"})", failed("Network", 299), Id, kTooLarge},
     {"EndlessSignInReplyIsRefused", R"({"kind":"flood","target":"token"})", kNotSignedIn, Id, {}},
-    {"HugeAnnouncedBodyIsRefused", R"({"kind":"flood","bytes":200000000})", failed("Network", 299), Id, kTooLarge},
-    {"SilentServerEndsAtTheInactivityLimit",
-     R"({"kind":"delay","delayMs":600000})",
-     failed("Network", 4),
+    {"HugeAnnouncedBodyIsRefused", R"({"kind":"flood","bytes":200000000})", failed("Network", 299), Id,
+     kTooLarge},
+    {"SilentServerEndsAtTheInactivityLimit", R"({"kind":"delay","delayMs":600000})", failed("Network", 4), Id,
+     kStalled, kQuickInactivity},
+    {"UnendedHeaderLineEnds", R"({"kind":"headerline","bytes":1000000})", failed("Network", 4), Id, kStalled,
+     kQuickInactivity},
+    {"HundredHeadersEnd", R"({"kind":"headers","count":100})", failed("Network", 4), Id, kStalled,
+     kQuickInactivity},
+    {"TricklingReplyEndsAtTheDeadline",
+     R"({"kind":"trickle","delayMs":100})",
+     failed("Network", 1001),
      Id,
-     kStalled,
-     true},
-    {"UnendedHeaderLineEnds", R"({"kind":"headerline","bytes":1000000})", failed("Network", 4), Id, kStalled, true},
-    {"HundredHeadersEnd", R"({"kind":"headers","count":100})", failed("Network", 4), Id, kStalled, true},
+     u"The service did not finish its reply in time."_s,
+     {u"--exchange-deadline-ms"_s, u"1500"_s}},
+    // Only the first entity is kept; the rest are read and checked.
+    {"MillionEmptyEntitiesCostOneAtATime", R"({"kind":"elements","body":"{}","bytes":4000000})", kResolved,
+     Id, u"Chat.id: 00000000-0000-0000-0000-000000000000"_s, kLargeReplies},
+    // The costliest shape for its size, just under the default cap.
+    {"AttributeValuesUpToTheCapStayUnderTheBound", R"({"kind":"attributes","body":"{}","bytes":2097000})",
+     kResolved, Id, u"Chat.id: 5885e99b-527d-4893-af14-46c61299024e"_s},
+    {"ReplyOverTheDefaultCapIsRefused", R"({"kind":"elements","body":"{}","bytes":2097200})",
+     failed("Network", 299), Id, kTooLarge},
 };
 
 class HostileService : public HostEndToEnd, public ::testing::WithParamInterface<HostileRow>
@@ -91,8 +108,7 @@ TEST_P(HostileService, HostEndsInTimeWithBoundedMemoryAndASaneView)
     fault(row.faults);
     HostOptions options;
     options.arguments = {u"--print-peak-memory"_s};
-    if (row.quickInactivity)
-        options.arguments += {u"--inactivity-timeout-ms"_s, u"1000"_s};
+    options.arguments += row.arguments;
     const HostRun run = runHost(options);
 
     // Settled before the host's deadline, without a crash; the code says
