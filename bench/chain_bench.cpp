@@ -570,6 +570,11 @@ int main(int argc, char** argv)
     const qint64 rssBeforeChainKb = resetPeakAndReadRssKb();
     const auto chainBuildStart = Clock::now();
     QuorvelSdk::QtHttpNetworkService network;
+    // The large-reply section sends replies of several megabytes: beyond
+    // the plug-in's default cap, which keeps a host's memory bounded.
+    QuorvelSdk::HttpLimits limits;
+    limits.maxReplyBytes = 64LL * 1024 * 1024;
+    network.setLimits(limits);
     FixedToken tokenProvider(emulator.token());
     QuorvelChat::SdkChainSettings settings;
     settings.networkService = &network;
