@@ -29,9 +29,13 @@ bool isBearerToken(const QByteArray& token)
     return std::all_of(token.begin() + body, token.end(), [](char c) { return c == '='; });
 }
 
-// The endpoint's text, safe to print anywhere: printable ASCII only, short.
-QString quoted(const QString& text)
+// The endpoint's text, safe to print anywhere: printable ASCII only, short,
+// and never the token the same reply carries (a confused endpoint may echo
+// it in its error).
+QString quoted(const QString& text, const QString& token)
 {
+    if (!token.isEmpty() && text.contains(token))
+        return QStringLiteral("(withheld: it holds the token)");
     QString safe;
     for (const QChar c : text.left(kMaxQuotedChars))
         safe += (c.unicode() >= 0x20 && c.unicode() < 0x7f) ? c : QChar(u'?');
@@ -41,13 +45,14 @@ QString quoted(const QString& text)
 }
 
 // "invalid_client: Unknown client", or empty when the reply names no error.
-QString oauthError(const QJsonObject& reply)
+QString oauthError(const QJsonObject& reply, const QString& token)
 {
     const QString code = reply.value(QStringLiteral("error")).toString();
     if (code.isEmpty())
         return {};
     const QString description = reply.value(QStringLiteral("error_description")).toString();
-    return description.isEmpty() ? quoted(code) : quoted(code) + QStringLiteral(": ") + quoted(description);
+    return description.isEmpty() ? quoted(code, token)
+                                 : quoted(code, token) + QStringLiteral(": ") + quoted(description, token);
 }
 
 } // namespace
@@ -55,7 +60,8 @@ QString oauthError(const QJsonObject& reply)
 std::expected<AccessToken, QString> readTokenReply(int status, const QByteArray& body)
 {
     const QJsonObject reply = QJsonDocument::fromJson(body).object();
-    const QString error = oauthError(reply);
+    const QJsonValue token = reply.value(QStringLiteral("access_token"));
+    const QString error = oauthError(reply, token.toString());
     if (status != 200) {
         QString why = QStringLiteral("token endpoint refused the client (HTTP %1)").arg(status);
         if (!error.isEmpty())
@@ -67,7 +73,6 @@ std::expected<AccessToken, QString> readTokenReply(int status, const QByteArray&
     if (reply.isEmpty())
         return std::unexpected(QStringLiteral("token endpoint reply is not a JSON object"));
 
-    const QJsonValue token = reply.value(QStringLiteral("access_token"));
     if (!token.isString() || token.toString().isEmpty())
         return std::unexpected(QStringLiteral("token endpoint sent no access token"));
     const QByteArray value = token.toString().toUtf8();
@@ -78,7 +83,8 @@ std::expected<AccessToken, QString> readTokenReply(int status, const QByteArray&
 
     const QString type = reply.value(QStringLiteral("token_type")).toString();
     if (type.compare(QLatin1String("Bearer"), Qt::CaseInsensitive) != 0)
-        return std::unexpected(QStringLiteral("token type is \"%1\", not Bearer").arg(quoted(type)));
+        return std::unexpected(
+            QStringLiteral("token type is \"%1\", not Bearer").arg(quoted(type, token.toString())));
 
     const QJsonValue expires = reply.value(QStringLiteral("expires_in"));
     if (expires.isUndefined() || expires.isNull())
