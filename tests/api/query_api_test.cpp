@@ -61,14 +61,6 @@ struct harness
     std::shared_ptr<tenant> t;
 };
 
-std::string headers_of(const recorded_send& s)
-{
-    std::string out;
-    for (const auto& [name, value] : s.headers)
-        out += name + ": " + value + "; ";
-    return out;
-}
-
 TEST(QueryApi, DutyChannelQueryIsSentExactlyAndResentAfterRenewal)
 {
     harness h({{401, "expired", {}, 0}, {200, "[{}]", {}, 0}}, "new");
@@ -79,8 +71,8 @@ TEST(QueryApi, DutyChannelQueryIsSentExactlyAndResentAfterRenewal)
     ASSERT_EQ(sends.size(), 2u);
     for (const auto& [s, token] : {std::pair{sends[0], "tok"}, {sends[1], "new"}}) {
         EXPECT_EQ(s.verb + " " + s.url, std::string("POST ") + kQueryUrl + "?Skip=0&Take=1");
-        EXPECT_EQ(headers_of(s),
-                  std::string("Content-Type: application/json; Authorization: Bearer ") + token + "; ");
+        EXPECT_EQ(tarsion::testing::joined(s.headers),
+                  std::string("Content-Type: application/json; Authorization: Bearer ") + token);
         EXPECT_EQ(s.body, kDutyChannelJson);
         EXPECT_FALSE(s.disable_redirects);
     }

@@ -31,6 +31,28 @@ constexpr const char* kTicketReply =
     R"("version":31,"attributeValues":[{"attributeKey":"TICKET_TITLE","valueLocales":[)"
     R"({"key":"EN_US","display":"VPN drops every hour","value":"vpn"}]}]}])";
 
+// A chain over its own network service, at `baseUrl`, signed in with "tok".
+struct Chain
+{
+    Chain(const QString& baseUrl, const QString& suffix = {})
+    {
+        client.setAccessToken("tok");
+        settings.networkService = network.get();
+        settings.tokenProvider = &provider;
+        settings.baseUrl = baseUrl;
+        settings.businessId = QStringLiteral("b1");
+        settings.businessIdSuffix = suffix;
+        adapter = buildSdkChain(settings);
+    }
+
+    std::unique_ptr<QuorvelSdk::QtHttpNetworkService> network =
+        std::make_unique<QuorvelSdk::QtHttpNetworkService>();
+    Ambrel::Client client;
+    QuorvelSdk::AmbrelTokenProvider provider{&client};
+    SdkChainSettings settings;
+    std::unique_ptr<SdkAdapter> adapter;
+};
+
 // The business id's suffix picks the tenant's address but is no part of the
 // business the chat belongs to.
 TEST(ChainOverQt, ResolvesTheDutyChannelWithTheSignedInToken)
@@ -44,23 +66,13 @@ TEST(ChainOverQt, ResolvesTheDutyChannelWithTheSignedInToken)
         QuorvelTest::ScriptedHttpServer server;
         ASSERT_NE(server.start(), 0);
         server.push({200, {{"Content-Type", "application/json"}}, kTicketReply});
-        auto network = std::make_unique<QuorvelSdk::QtHttpNetworkService>();
-        Ambrel::Client client;
-        client.setAccessToken("tok-e2e");
-        QuorvelSdk::AmbrelTokenProvider provider(&client);
-        SdkChainSettings settings;
-        settings.networkService = network.get();
-        settings.tokenProvider = &provider;
-        settings.baseUrl = server.baseUrl();
-        settings.businessId = QStringLiteral("b1");
-        settings.businessIdSuffix = QString::fromLatin1(suffix);
-        std::unique_ptr<SdkAdapter> chain = buildSdkChain(settings);
-        ASSERT_NE(chain, nullptr);
+        Chain chain(server.baseUrl(), QString::fromLatin1(suffix));
+        ASSERT_NE(chain.adapter, nullptr);
         // Waits off this thread, which serves the server; after a watchdog,
         // wakes the pool thread that waits on the exchange.
         const auto result = QuorvelTest::runOffThread<Result<Chat>>(
-            [&] { return chain->resolveChat().result(); }, [&] { network.reset(); });
-        chain.reset();
+            [&] { return chain.adapter->resolveChat().result(); }, [&] { chain.network.reset(); });
+        chain.adapter.reset();
         ASSERT_TRUE(result.has_value());
         ASSERT_TRUE(result->hasValue()) << ::testing::PrintToString(result->error());
 
@@ -72,7 +84,7 @@ TEST(ChainOverQt, ResolvesTheDutyChannelWithTheSignedInToken)
         ASSERT_EQ(received.size(), 1);
         EXPECT_EQ(received[0].method, QStringLiteral("Post"));
         EXPECT_EQ(received[0].target, QString::fromLatin1(target));
-        EXPECT_EQ(received[0].header("Authorization"), QByteArray("Bearer tok-e2e"));
+        EXPECT_EQ(received[0].header("Authorization"), QByteArray("Bearer tok"));
         EXPECT_EQ(received[0].count("Authorization"), 1);
         EXPECT_EQ(received[0].header("Content-Type"), QByteArray("application/json"));
         EXPECT_EQ(received[0].body, QByteArray(kDutyChannelQueryBody));
@@ -96,16 +108,8 @@ TEST(ChainOverQt, ANewResolutionEndsTheOneBefore)
                              [&received, socket] { received += socket->readAll(); });
     });
     const auto requests = [&received] { return received.count("POST /api/"); };
-    auto network = std::make_unique<QuorvelSdk::QtHttpNetworkService>();
-    Ambrel::Client client;
-    client.setAccessToken("tok");
-    QuorvelSdk::AmbrelTokenProvider provider(&client);
-    SdkChainSettings settings;
-    settings.networkService = network.get();
-    settings.tokenProvider = &provider;
-    settings.baseUrl = QStringLiteral("http://127.0.0.1:%1").arg(silent.serverPort());
-    settings.businessId = QStringLiteral("b1");
-    std::unique_ptr<SdkAdapter> chain = buildSdkChain(settings);
+    Chain made(QStringLiteral("http://127.0.0.1:%1").arg(silent.serverPort()));
+    SdkAdapter* chain = made.adapter.get();
     // Whatever fails, nothing is left waiting for the server.
     const auto retire = qScopeGuard([&] { chain->cancel(); });
     QList<QFuture<Result<Chat>>> resolutions;

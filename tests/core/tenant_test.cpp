@@ -52,14 +52,6 @@ std::string summary(const expected<http_response>& result)
                + result.error().message;
     return std::to_string(result->status) + " " + result->body;
 }
-std::string summary(const http::header_list& headers)
-{
-    std::string out;
-    for (const auto& [name, value] : headers)
-        out += (out.empty() ? "" : "; ") + name + ": " + value;
-    return out;
-}
-
 struct harness
 {
     explicit harness(std::vector<scripted_reply> script, const char* token = "tok",
@@ -119,11 +111,6 @@ exchange_case row(const char* name, std::vector<scripted_reply> script, std::str
             token, std::move(renewal), std::move(headers), sent_headers};
 }
 
-void PrintTo(const exchange_case& c, std::ostream* out)
-{
-    *out << c.name;
-}
-
 class TenantExchange : public ::testing::TestWithParam<exchange_case>
 {
 };
@@ -137,7 +124,7 @@ TEST_P(TenantExchange, SendsWaitsAndReturnsAsTheRowSays)
     for (const recorded_send& s : h.client->sends()) {
         // Every attempt, the re-send after a renewal too, carries the whole body.
         EXPECT_EQ(s.url + " " + s.body, std::string("http://127.0.0.1:1/x ") + kBody);
-        headers += "|" + summary(s.headers);
+        headers += "|" + testing::joined(s.headers);
     }
     if (c.sent_headers) {
         EXPECT_EQ(headers, c.sent_headers);
@@ -300,8 +287,8 @@ TEST(TenantConcurrency, EachCallerGetsItsOwnAnswerAndItsOwnLogLines)
     });
     h.t->http_client = h.client;
     h.t->sleep = [](std::uint32_t) {};
-    std::vector<std::thread> threads;
     std::atomic<int> failures = 0;
+    std::vector<std::jthread> threads;
     for (int i = 0; i < 180; i += 30) {
         threads.emplace_back([&, i] {
             for (const int call : std::views::iota(i, i + 30)) {
@@ -312,8 +299,7 @@ TEST(TenantConcurrency, EachCallerGetsItsOwnAnswerAndItsOwnLogLines)
             }
         });
     }
-    for (auto& th : threads)
-        th.join();
+    threads.clear();
     EXPECT_EQ(failures, 0);
     const auto lines = h.logger->lines();
     ASSERT_EQ(lines.size(), 3u * 2 * 180);

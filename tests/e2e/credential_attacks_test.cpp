@@ -5,8 +5,6 @@
 // at all: no bearer token, no client secret, no request.
 #include "e2e_fixture.h"
 
-#include <ostream>
-
 #include <QTcpServer>
 
 namespace QuorvelE2E {
@@ -22,11 +20,6 @@ struct AttackRow
     QString why;
     int queries = 0;
 };
-
-void PrintTo(const AttackRow& row, std::ostream* out)
-{
-    *out << row.name;
-}
 
 QString redirect(const char* target, int status, const char* path)
 {

@@ -88,8 +88,9 @@ using enum QuorvelChat::PageLine;
 // first field line, the other field lines empty.
 void expectFailure(const HostRun& run, const QString& status, const QString& message);
 void expectFailedView(const QStringList& view, const QString& status, const QString& message);
-// The run ended normally with the demo business's duty channel resolved.
-void expectDemoChatResolved(const HostRun& run);
-void expectDemoChat(const QStringList& view);
+// The run ended normally with the demo business's duty channel resolved:
+// the whole page is tests/e2e/golden/GOLDEN.page.txt but for the build line.
+void expectDemoChatResolved(const HostRun& run, const char* golden = "demo");
+void expectDemoChat(const QStringList& view, const char* golden = "demo");
 
 } // namespace QuorvelE2E

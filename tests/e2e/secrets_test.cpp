@@ -8,8 +8,6 @@
 #include <QTemporaryFile>
 #include <QUuid>
 
-#include <ostream>
-
 namespace QuorvelE2E {
 namespace {
 
@@ -25,11 +23,6 @@ struct Scenario
     // Nothing listens at the base address, which carries a password.
     bool refused = false;
 };
-
-void PrintTo(const Scenario& row, std::ostream* out)
-{
-    *out << row.name;
-}
 
 const Scenario kScenarios[] = {
     {"Resolved", {}, kResolved},

@@ -6,11 +6,8 @@
 // http to another machine.
 #include "e2e_fixture.h"
 
-#include <QDir>
 #include <QProcess>
 #include <QTemporaryDir>
-
-#include <ostream>
 
 namespace QuorvelE2E {
 namespace {
@@ -82,11 +79,6 @@ struct TlsRow
     // The log's reason, for a refused certificate.
     QString reason = {};
 };
-
-void PrintTo(const TlsRow& row, std::ostream* out)
-{
-    *out << row.name;
-}
 
 const QString kCertificateRefused = QStringLiteral("The secure connection failed: the service's certificate "
                                                    "is not trusted, has expired or names another host.");

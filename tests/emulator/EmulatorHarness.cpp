@@ -12,7 +12,9 @@ namespace QuorvelEmulatorTest {
 using namespace QuorvelEmulator;
 
 const QByteArray kAdminKey = "harness-admin-key";
+namespace {
 const QByteArray kDemoForm = "grant_type=client_credentials&client_id=demo-client&client_secret=demo-secret";
+} // namespace
 
 QByteArray Reply::header(const QByteArray& name) const
 {
@@ -23,12 +25,12 @@ QByteArray Reply::header(const QByteArray& name) const
     return {};
 }
 
-EmulatorHarness::EmulatorHarness(TokenSettings settings)
+EmulatorHarness::EmulatorHarness()
 {
     auto data = DataStore::loadDirectory(QStringLiteral(QUORVEL_EMULATOR_DATA_DIR));
     if (!data)
         ADD_FAILURE() << "shipped data does not load: " << data.error().toStdString();
-    m_server = std::make_unique<EmulatorServer>(data ? std::move(*data) : DataStore(), std::move(settings),
+    m_server = std::make_unique<EmulatorServer>(data ? std::move(*data) : DataStore(), TokenSettings(),
                                                 [now = m_now] { return *now; });
     m_server->setAdminKey(kAdminKey);
     if (m_server->start(0) == 0)
@@ -60,15 +62,10 @@ Reply EmulatorHarness::send(const QByteArray& verb, const QString& path, const Q
             reply->rawHeaderPairs()};
 }
 
-Reply EmulatorHarness::requestToken(const QByteArray& form, const Headers& headers)
-{
-    return send("POST", QStringLiteral("/oauth/token"), form,
-                Headers{{"Content-Type", "application/x-www-form-urlencoded"}} + headers);
-}
-
 QByteArray EmulatorHarness::token()
 {
-    const Reply reply = requestToken(kDemoForm);
+    const Reply reply = send("POST", QStringLiteral("/oauth/token"), kDemoForm,
+                             {{"Content-Type", "application/x-www-form-urlencoded"}});
     const QByteArray token = reply.json().object().value(QLatin1String("access_token")).toString().toLatin1();
     EXPECT_EQ(reply.status, 200);
     EXPECT_FALSE(token.isEmpty());

@@ -17,7 +17,6 @@ namespace QuorvelEmulatorTest {
 
 using Headers = QList<QPair<QByteArray, QByteArray>>;
 
-extern const QByteArray kDemoForm; // the demo client's token request
 extern const QByteArray kAdminKey; // sent with every admin request
 
 struct Reply
@@ -36,14 +35,13 @@ struct Reply
 class EmulatorHarness
 {
 public:
-    explicit EmulatorHarness(QuorvelEmulator::TokenSettings settings = {});
+    EmulatorHarness();
 
     QuorvelEmulator::EmulatorServer& server() { return *m_server; }
     void advanceClock(qint64 ms) { *m_now += ms; }
 
     Reply send(const QByteArray& verb, const QString& path, const QByteArray& body = {},
                const Headers& headers = {});
-    Reply requestToken(const QByteArray& form, const Headers& headers = {});
     // A fresh valid token for the demo client; fails the test if none.
     QByteArray token();
     Reply query(const QByteArray& authorization, const QByteArray& body = "{}",

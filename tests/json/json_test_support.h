@@ -1,11 +1,7 @@
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
 #include <functional>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

@@ -13,20 +13,20 @@
 namespace QuorvelTest {
 namespace {
 
-// The chain is attached at start, before the page exists; the page shows
-// where things stand as soon as it loads.
-TEST(PluginTest, SignedInAtStartResolvesWithoutBeingAsked)
-{
-    LoadedPlugin host(QStringLiteral("http://127.0.0.1:1"), QStringLiteral("demo"));
-    host.signIn(1);
-    ASSERT_TRUE(host.start()) << host.loader.errorString().toStdString();
-    EXPECT_TRUE(host.shows(kResolving));
-}
-
+// The page shows where things stand as soon as it loads, whether the user
+// signed in before the page existed or after, and follows each change.
 TEST(PluginTest, FollowsTheAccountsSignInsAndSignOuts)
 {
+    {
+        // One plug-in instance per process: this one goes before the next loads.
+        LoadedPlugin early(QStringLiteral("http://127.0.0.1:1"), QStringLiteral("demo"));
+        early.signIn(1);
+        ASSERT_TRUE(early.start()) << early.loader.errorString().toStdString();
+        EXPECT_TRUE(early.shows(kResolving));
+    }
+
     LoadedPlugin host(QStringLiteral("http://127.0.0.1:1"), QStringLiteral("demo"));
-    ASSERT_TRUE(host.start()) << host.loader.errorString().toStdString();
+    ASSERT_TRUE(host.start());
     EXPECT_TRUE(host.shows(kNotSignedIn));
     host.signIn(1);
     EXPECT_TRUE(host.shows(kResolving));
@@ -73,41 +73,27 @@ TEST(PluginTest, AnswersTheHostsQuestionsAboutThePage)
 // and one without gets a vertical one with no margins.
 TEST(PluginTest, FillsOnlyAPageWithAChatHost)
 {
-    enum Page
-    {
-        NoChatHost,
-        WithLayout,
-        WithoutLayout
-    };
-    for (const Page kind : {NoChatHost, WithLayout, WithoutLayout}) {
+    for (const bool hasLayout : {true, false}) {
         LoadedPlugin host(QStringLiteral("http://127.0.0.1:1"), QStringLiteral("demo"));
         auto* chatHost = host.page->findChild<QWidget*>(QStringLiteral("PART_chatHost"));
-        if (kind == NoChatHost)
-            chatHost->setObjectName(QStringLiteral("elsewhere"));
-        QLayout* layout = kind == WithoutLayout ? nullptr : new QHBoxLayout(chatHost);
+        QLayout* layout = hasLayout ? new QHBoxLayout(chatHost) : nullptr;
         if (layout != nullptr)
             layout->setContentsMargins(7, 7, 7, 7);
-        host.plugin->initialize();
-        host.model->setView(host.page.get());
-        if (kind == NoChatHost) {
-            try {
-                host.model->onViewLoaded();
-                ADD_FAILURE() << "a page without a chat host was filled";
-            } catch (const std::runtime_error& e) {
-                EXPECT_STREQ(e.what(), "QWidget. No control found: PART_chatHost");
-            }
-            continue;
-        }
-        host.model->onViewLoaded();
+        ASSERT_TRUE(host.start());
         ASSERT_NE(chatHost->layout(), nullptr);
         EXPECT_EQ(chatHost->layout()->count(), 1);
-        if (kind == WithLayout) {
-            EXPECT_EQ(chatHost->layout(), layout);
-            EXPECT_EQ(layout->contentsMargins(), QMargins(7, 7, 7, 7));
-        } else {
-            EXPECT_NE(qobject_cast<QVBoxLayout*>(chatHost->layout()), nullptr);
-            EXPECT_EQ(chatHost->layout()->contentsMargins(), QMargins());
-        }
+        EXPECT_EQ(chatHost->layout()->contentsMargins(), hasLayout ? QMargins(7, 7, 7, 7) : QMargins());
+        EXPECT_TRUE(hasLayout ? chatHost->layout() == layout
+                              : qobject_cast<QVBoxLayout*>(chatHost->layout()) != nullptr);
+    }
+    LoadedPlugin elsewhere(QStringLiteral("http://127.0.0.1:1"), QStringLiteral("demo"));
+    elsewhere.page->findChild<QWidget*>(QStringLiteral("PART_chatHost"))
+        ->setObjectName(QStringLiteral("other"));
+    try {
+        elsewhere.start();
+        ADD_FAILURE() << "a page without a chat host was filled";
+    } catch (const std::runtime_error& e) {
+        EXPECT_STREQ(e.what(), "QWidget. No control found: PART_chatHost");
     }
     LoadedPlugin viewless(QStringLiteral("http://127.0.0.1:1"), QStringLiteral("demo"));
     viewless.plugin->initialize();

@@ -7,8 +7,6 @@
 #include <unistd.h>
 #endif
 
-#include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QFile>
 
 namespace QuorvelTest {

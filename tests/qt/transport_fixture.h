@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
 
 #include "sdk/qt/QtHttpNetworkService.h"
 #include "sdk/qt/QtHttpTransport.h"

@@ -44,7 +44,12 @@ protected:
     Exchange send(const std::string& verb, const std::string& path, tarsion::http::http_base::body* body,
                   bool disableRedirects = false)
     {
-        const std::string url = server.baseUrl().toStdString() + path;
+        return sendTo(verb, server.baseUrl().toStdString() + path, body, disableRedirects);
+    }
+
+    Exchange sendTo(const std::string& verb, const std::string& url, tarsion::http::http_base::body* body,
+                    bool disableRedirects = false)
+    {
         return runOffThread<Exchange>(
                    [&] {
                        Exchange e;
@@ -183,11 +188,6 @@ struct BodyRow
     bool sent;
 };
 
-void PrintTo(const BodyRow& row, std::ostream* out)
-{
-    *out << row.name;
-}
-
 class PiecewiseBody final : public tarsion::http::http_base::body
 {
 public:
@@ -293,16 +293,9 @@ TEST_F(TransportReply, AGetAnsweredWithinTheInactivityLimitArrivesOnAFreshServic
             socket->write("HTTP/1.1 200 OK\r\nContent-Length: 4\r\nConnection: close\r\n\r\nslow");
         });
     });
-    const std::string url = "http://127.0.0.1:" + std::to_string(slow.serverPort()) + "/slow";
     LogCapture log;
-    const Exchange e = runOffThread<Exchange>(
-                           [&] {
-                               Exchange got;
-                               got.result = transport.send("GET", url, {}, nullptr, false, 0, got.response);
-                               return got;
-                           },
-                           [this] { service.reset(); })
-                           .value_or(Exchange{});
+    const Exchange e =
+        sendTo("GET", "http://127.0.0.1:" + std::to_string(slow.serverPort()) + "/slow", nullptr);
     EXPECT_EQ(e.result, 0) << log.messages().join('\n').toStdString();
     EXPECT_EQ(e.response.body, "slow");
 }
@@ -320,16 +313,9 @@ TEST_F(TransportReply, AReplyStillTricklingAtTheDeadlineEnds)
         QObject::connect(&drip, &QTimer::timeout, socket, [socket] { socket->write("x"); });
         drip.start(20);
     });
-    const std::string url = "http://127.0.0.1:" + std::to_string(trickle.serverPort()) + "/slow";
     LogCapture log;
-    const Exchange e = runOffThread<Exchange>(
-                           [&] {
-                               Exchange got;
-                               got.result = transport.send("GET", url, {}, nullptr, false, 0, got.response);
-                               return got;
-                           },
-                           [this] { service.reset(); })
-                           .value_or(Exchange{});
+    const Exchange e =
+        sendTo("GET", "http://127.0.0.1:" + std::to_string(trickle.serverPort()) + "/slow", nullptr);
     EXPECT_EQ(e.result, QuorvelSdk::TransportError::DeadlinePassed);
     EXPECT_EQ(log.count("not over after 300 ms"), 1) << log.messages().join('\n').toStdString();
 }

@@ -1,16 +1,14 @@
 // The plug-in as the host loads it, with resolutions in flight: deleting it
-// and switching users must never wait for the server, whatever the server
-// does.
+// must never wait for the server, whatever the server does. (A user switch
+// hands the old chain to another thread to end; the chat suite shows that.)
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <functional>
 #include <future>
 #include <thread>
-#include <vector>
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
 
 #include <gtest/gtest.h>
 
@@ -85,50 +83,6 @@ TEST(ShutdownUnderLoad, DeletingThePluginMidFlightNeverWaitsForTheServer)
         QCoreApplication::processEvents();
     }
     EXPECT_LE(server.received(), kCycles * kResolutionsPerCycle) << "a resolution asked twice";
-}
-
-// Sign-out and sign-in while the first resolution waits for a server that
-// holds its replies. Each switch is timed as the user feels it, from the
-// click until the event loop is free again; the last session's state is
-// what the page ends with.
-TEST(SessionLifecycle, SwitchingUsersNeverWaitsForTheServer)
-{
-    const std::vector<bool> cases[] = {{false}, {true}, {true, false, true, true, false, true, false}};
-    for (std::size_t c = 0; c < std::size(cases); ++c) {
-        SCOPED_TRACE(c);
-        HeldServer server(QStringLiteral("stress"));
-        server.hold();
-        LoadedPlugin host(server.baseUrl(), QStringLiteral("stress"));
-        ASSERT_TRUE(host.start()) << host.loader.errorString().toStdString();
-        int signIns = 1;
-        host.signIn(signIns);
-        qint64 longestUs = 0;
-        const bool inTime = returnsInTime(
-            [&] {
-                for (const bool signIn : cases[c]) {
-                    QElapsedTimer clock;
-                    clock.start();
-                    if (signIn)
-                        host.signIn(++signIns);
-                    else
-                        host.account.signOut();
-                    longestUs = std::max(longestUs, clock.nsecsElapsed() / 1000);
-                    EXPECT_TRUE(host.shows(signIn ? QuorvelTest::kResolving : QuorvelTest::kNotSignedIn));
-                }
-            },
-            [&] { server.release(); });
-        EXPECT_TRUE(inTime) << "a switch waited for the server";
-        ::testing::Test::RecordProperty("longest_ui_gap_us_" + std::to_string(c), int(longestUs));
-
-        server.release();
-        const QString last = cases[c].back() ? QStringLiteral("Chat resolved.") : QuorvelTest::kNotSignedIn;
-        QElapsedTimer clock;
-        clock.start();
-        while (!host.shows(last) && clock.elapsed() < 10000)
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        EXPECT_TRUE(host.shows(last));
-        EXPECT_LE(server.received(), signIns) << "a session asked twice";
-    }
 }
 
 } // namespace

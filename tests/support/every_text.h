@@ -28,7 +28,7 @@ inline std::vector<std::string> every_text_over(std::string_view alphabet, std::
 // What std::from_chars reads from the whole of `text`, or nothing when it
 // stops short or fails: the reference the integer parsers are held to.
 template <class Integer>
-std::optional<Integer> from_chars_whole(const std::string& text)
+std::optional<Integer> from_chars_whole(std::string_view text)
 {
     Integer value{};
     const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);

@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
-#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -40,14 +39,7 @@ struct log_line
     std::uint32_t level = 0;
     std::string tag;
     std::string text;
-
-    friend bool operator==(const log_line&, const log_line&) = default;
 };
-
-inline std::ostream& operator<<(std::ostream& out, const log_line& line)
-{
-    return out << "{" << line.level << ", " << line.tag << ", " << line.text << "}";
-}
 
 class recording_logger : public logger
 {
@@ -67,30 +59,6 @@ public:
 private:
     mutable std::mutex lock_;
     std::vector<log_line> lines_;
-};
-
-// Stands in for the tenant's retry sleep: keeps the requested waits instead
-// of blocking, so that no test ever waits for real.
-class recorded_waits
-{
-public:
-    tenant::sleep_function function()
-    {
-        return [this](std::uint32_t seconds) {
-            std::lock_guard guard(lock_);
-            waits_.push_back(seconds);
-        };
-    }
-
-    std::vector<std::uint32_t> waits() const
-    {
-        std::lock_guard guard(lock_);
-        return waits_;
-    }
-
-private:
-    mutable std::mutex lock_;
-    std::vector<std::uint32_t> waits_;
 };
 
 // A tenant's settings with the retry policy the plug-in gives every tenant.

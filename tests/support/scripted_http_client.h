@@ -18,7 +18,6 @@ struct recorded_send
     std::string verb;
     std::string url;
     http::header_list headers;
-    bool had_body = false;
     std::string body;
     bool disable_redirects = false;
     std::int64_t transport_option = 0;
@@ -66,7 +65,7 @@ public:
                       http_response& response) override
     {
         recorded_send sent{
-            verb, url, headers, request_body != nullptr, {}, disable_redirects, transport_option};
+            verb, url, headers, {}, disable_redirects, transport_option};
         if (request_body != nullptr) {
             char buffer[7]; // small on purpose: bodies must survive many reads
             std::uint64_t count = 0;
@@ -97,5 +96,14 @@ private:
     responder responder_;
     std::vector<recorded_send> sends_;
 };
+
+// "Name: value; Name: value", in the order sent.
+inline std::string joined(const http::header_list& headers)
+{
+    std::string out;
+    for (const auto& [name, value] : headers)
+        out += (out.empty() ? "" : "; ") + name + ": " + value;
+    return out;
+}
 
 } // namespace tarsion::testing

@@ -148,29 +148,6 @@ protected:
     ManualBackend* backend = nullptr;
 };
 
-// The host counts the page as settled only once it is no longer busy.
-TEST_F(DebugInfoView, IsBusyOnlyWhileResolving)
-{
-    EXPECT_EQ(texts(view)[Status], "Resolving duty channel\u2026");
-    EXPECT_TRUE(view.property(DebugInfoWidget::kBusyProperty).toBool());
-
-    backend->finish(0, Chat{});
-    EXPECT_EQ(texts(view)[Status], "Chat resolved.");
-    EXPECT_FALSE(view.property(DebugInfoWidget::kBusyProperty).toBool());
-    EXPECT_FALSE(view.property(DebugInfoWidget::kFailedProperty).toBool());
-}
-
-TEST_F(DebugInfoView, FailurePutsTheMessageFirstAndMarksThePageFailed)
-{
-    backend->finish(0, Error{ErrorKind::Network, "connection refused", -1});
-    const QStringList t = texts(view);
-    EXPECT_EQ(t[Status], "Resolve failed \u2014 kind: Network, httpCode: -1");
-    EXPECT_EQ(t[Id], "connection refused");
-    EXPECT_TRUE(t[Kind].isEmpty());
-    EXPECT_FALSE(view.property(DebugInfoWidget::kBusyProperty).toBool());
-    EXPECT_TRUE(view.property(DebugInfoWidget::kFailedProperty).toBool());
-}
-
 // What a hostile or broken service puts in a title, and what the view shows
 // for it: plain, visible, bounded, with the full text kept for copying. Only
 // a cut title offers its full text in a tooltip.
@@ -205,8 +182,8 @@ TEST_F(DebugInfoView, HostileTitlesAreShownPlainVisibleAndBounded)
 }
 
 // Every line of the page in its order, for a chat whose texts are all
-// hostile and for a failure; and what each copy action copies: the texts as
-// they were received, whole.
+// hostile and for a failure, and whether the page is busy or failed; and
+// what each copy action copies: the texts as they were received, whole.
 TEST_F(DebugInfoView, WholePagesMatchTheirGoldensAndCopyWhatWasReceived)
 {
     const QDir golden(QStringLiteral(QUORVEL_GOLDEN_DIR));
@@ -220,7 +197,11 @@ TEST_F(DebugInfoView, WholePagesMatchTheirGoldensAndCopyWhatWasReceived)
     chat.version = -42;
     chat.stateKey = u"\x1b[1mOPEN\t"_s;
     chat.rawDump = QString::fromUtf8(dump.readAll()) + QString(2050, u'x') + u"\nlast\n"_s;
+    // The host counts the page as settled only once it is no longer busy.
+    EXPECT_TRUE(view.property(DebugInfoWidget::kBusyProperty).toBool());
     backend->finish(0, chat);
+    EXPECT_FALSE(view.property(DebugInfoWidget::kBusyProperty).toBool());
+    EXPECT_FALSE(view.property(DebugInfoWidget::kFailedProperty).toBool());
     EXPECT_TRUE(QuorvelTest::matchesGolden(golden.filePath(u"resolved.page.txt"_s), page(view)));
     EXPECT_TRUE(QuorvelTest::matchesGolden(golden.filePath(u"layout.page.txt"_s), structure(view)));
 
@@ -250,6 +231,8 @@ TEST_F(DebugInfoView, WholePagesMatchTheirGoldensAndCopyWhatWasReceived)
 
     view.refresh();
     backend->finish(1, Error{ErrorKind::Conflict, u"\u2067409\u2069 conflict\nChat.id: forged"_s, 409});
+    EXPECT_FALSE(view.property(DebugInfoWidget::kBusyProperty).toBool());
+    EXPECT_TRUE(view.property(DebugInfoWidget::kFailedProperty).toBool());
     EXPECT_TRUE(QuorvelTest::matchesGolden(golden.filePath(u"failed.page.txt"_s), page(view)));
     EXPECT_EQ(copied([this] { view.findChildren<QLabel*>().at(Id)->actions().at(0)->trigger(); }),
               u"\u2067409\u2069 conflict\nChat.id: forged"_s);
