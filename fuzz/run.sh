@@ -5,7 +5,7 @@
 #
 #   build-dir           default build-fuzz (relative to the repository root)
 #   seconds-per-target  default 60
-#   target              parse_json, entity_records, query_reply, integers;
+#   target              parse_json, display_text, entity_dump, token_reply;
 #                       all of them by default
 #
 # Each target first replays its regression inputs (fuzz/regressions/<target>/),
@@ -13,8 +13,9 @@
 # seeded from fuzz/corpus/<target>/; the committed corpus is only read. The
 # script exits non-zero when any target fails and prints the reproducer.
 #
-# QUORVEL_FUZZ_SOURCE=<tree> fuzzes the SDK of another tree (holding sdk/,
-# view/ and cmake/), such as one commit exported with git archive.
+# QUORVEL_FUZZ_SOURCE=<tree> fuzzes the code of another tree (holding sdk/,
+# view/, host/platform/ and cmake/), such as one commit exported with git
+# archive.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -23,11 +24,11 @@ RUN_SECONDS=${2:-60}
 if [ $# -gt 2 ]; then
     TARGETS=("${@:3}")
 else
-    TARGETS=(parse_json entity_records query_reply integers)
+    TARGETS=(parse_json display_text entity_dump token_reply)
 fi
 for t in "${TARGETS[@]}"; do
     case "$t" in
-        parse_json | entity_records | query_reply | integers) ;;
+        parse_json | display_text | entity_dump | token_reply) ;;
         *) echo "unknown fuzz target: $t" >&2; exit 2 ;;
     esac
 done
@@ -129,8 +130,9 @@ run_target() {
     local dictionary
     case "$target" in
         parse_json) dictionary=fuzz/dict/json.dict ;;
-        entity_records | query_reply) dictionary=fuzz/dict/entity.dict ;;
-        integers) dictionary=fuzz/dict/integers.dict ;;
+        display_text) dictionary=fuzz/dict/display_text.dict ;;
+        entity_dump) dictionary=fuzz/dict/entity_dump.dict ;;
+        token_reply) dictionary=fuzz/dict/token_reply.dict ;;
     esac
 
     local log="$work/fuzz.log" status=0

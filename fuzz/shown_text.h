@@ -1,0 +1,112 @@
+#pragma once
+
+// What text shown on the page must hold, for the fuzzers that look at it:
+// the notation of sdk/qt/VisibleText.h and the cuts of view/DisplayText.h
+// as their headers describe them, written from those promises rather than
+// from the code that keeps them.
+
+#include <algorithm>
+
+#include <QString>
+#include <QStringList>
+#include <QStringView>
+
+#include "fuzz_check.h"
+#include "view/DisplayText.h"
+
+namespace fuzz {
+
+// Controls, format characters and line and paragraph separators, by Qt's
+// table of Unicode categories.
+inline bool is_hidden(char32_t c)
+{
+    const QChar::Category category = QChar::category(c);
+    return category == QChar::Other_Control || category == QChar::Other_Format
+           || category == QChar::Separator_Line || category == QChar::Separator_Paragraph;
+}
+
+// True when a cut after `kept` units falls between the halves of a pair.
+inline bool splits_pair(QStringView text, qsizetype kept)
+{
+    return kept > 0 && kept < text.size() && text[kept - 1].isHighSurrogate() && text[kept].isLowSurrogate();
+}
+
+// `text` in the notation: a C0 control or DEL as its control picture, every
+// other hidden character as "⟨U+XXXX⟩", everything else, lone surrogates
+// included, as it came.
+inline QString rendered(QStringView text)
+{
+    QString out;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const bool pair = splits_pair(text, i + 1);
+        const char32_t c = pair ? QChar::surrogateToUcs4(text[i], text[i + 1]) : text[i].unicode();
+        if (c < 0x20 || c == 0x7F)
+            out += QChar(char16_t(c == 0x7F ? 0x2421 : 0x2400 + c));
+        else if (is_hidden(c))
+            out += u'\u27E8' + QStringLiteral("U+%1").arg(uint(c), 4, 16, QLatin1Char('0')).toUpper()
+                   + u'\u27E9';
+        else
+            out += text.sliced(i, pair ? 2 : 1);
+        i += pair ? 1 : 0;
+    }
+    return out;
+}
+
+// The notation leaves alone exactly the text with nothing hidden in it.
+inline bool shows_nothing_hidden(QString shown, bool line_feeds_allowed)
+{
+    if (line_feeds_allowed)
+        shown.remove(u'\n');
+    return rendered(shown) == shown;
+}
+
+// Where "<head>N<tail>" ends `line`, with N added to `reported`; -1 when
+// nothing does. Found by hand: a regular expression matches no text that
+// holds a lone surrogate.
+inline qsizetype before_count(QStringView line, QStringView head, QStringView tail, qsizetype& reported)
+{
+    const qsizetype at = line.lastIndexOf(head);
+    bool number = false;
+    const qsizetype count =
+        at < 0 || !line.endsWith(tail)
+            ? 0
+            : line.sliced(at).chopped(tail.size()).sliced(head.size()).toLongLong(&number);
+    reported += number ? count : 0;
+    return number ? at : -1;
+}
+
+// boundedLines(text, max_line, max_chars) for a `text` with no U+2026 in it,
+// so that every ellipsis belongs to a marker: each line shown is the start of
+// its line of the text, max_line characters of it (one fewer where that cut
+// falls inside a pair), and what is shown and what the markers report add up
+// to the whole text.
+inline void check_bounded(const QString& text, qsizetype max_line, qsizetype max_chars, bool in_notation)
+{
+    QString shown = QuorvelChat::boundedLines(text, max_line, max_chars);
+    FUZZ_CHECK(!in_notation || shows_nothing_hidden(shown, true), "boundedLines shows nothing hidden raw");
+    qsizetype reported = 0;
+    const qsizetype last = shown.lastIndexOf(u'\n', -2) + 1;
+    if (const qsizetype tail = before_count(QStringView(shown).sliced(last), u"\u2026 ",
+                                            u" more characters not shown\n", reported);
+        tail == 0) {
+        shown.truncate(last);
+        FUZZ_CHECK(shown.size() >= max_chars, "lines are left out only once max_chars is reached");
+    }
+    QStringList lines;
+    for (const QString& line : shown.split(u'\n')) {
+        const qsizetype marker = before_count(line, u" \u2026 [", u" more characters]", reported);
+        lines << line.first(marker < 0 ? line.size() : marker);
+    }
+    const QStringList original = text.split(u'\n');
+    for (qsizetype i = 0; i + 1 < lines.size() || (i < lines.size() && !lines[i].isEmpty()); ++i) {
+        const qsizetype limit = std::min(original.value(i).size(), max_line);
+        FUZZ_CHECK(original.value(i).startsWith(lines[i]), "each line shown is the start of its line");
+        FUZZ_CHECK(lines[i].size() == limit
+                       || (lines[i].size() == limit - 1 && splits_pair(original[i], limit)),
+                   "a line keeps max_line characters, one fewer where the cut falls inside a pair");
+    }
+    FUZZ_CHECK(lines.join(u'\n').size() + reported == text.size(),
+               "what is shown and what the markers report add up to the text");
+}
+
+} // namespace fuzz
