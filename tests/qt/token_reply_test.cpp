@@ -99,6 +99,23 @@ TEST(ClientCredentials, PostsTheFormAndNamesEachFailure)
               "grant_type=client_credentials&client_id=c&client_secret=s%20p%26");
 }
 
+// Quitting while a sign-in is being sent ends it whichever comes first:
+// the abort, or the loop that waits for the token.
+TEST(TokenRequestAbort, EndsTheLoopsWatchedBeforeAndAfterIt)
+{
+    for (const bool watchedFirst : {true, false}) {
+        Ambrel::TokenRequestAbort abort;
+        QEventLoop loop;
+        if (!watchedFirst)
+            abort.abort();
+        const Ambrel::TokenRequestAbort::Watch watch(&abort, loop);
+        if (watchedFirst)
+            abort.abort();
+        QTimer::singleShot(5000, &loop, [&loop] { loop.exit(1); });
+        EXPECT_EQ(loop.exec(), 0) << watchedFirst;
+    }
+}
+
 // A sign-out forgets the token and where tokens come from: a renewal that
 // was under way keeps its token to itself, and a later one asks nobody.
 TEST(TokenRenewal, SignOutDropsTheRenewalUnderWayAndTheTokenSource)

@@ -98,6 +98,10 @@ TokenRequestAbort::Watch::Watch(TokenRequestAbort* abort, QEventLoop& loop) : m_
         return;
     std::lock_guard lock(m_abort->m_mutex);
     m_abort->m_loops.append(&m_loop);
+    // An abort that came before the watch (while the request was being
+    // made, say) found no loop to end: end this one as soon as it runs.
+    if (m_abort->m_aborted)
+        QMetaObject::invokeMethod(&m_loop, &QEventLoop::quit, Qt::QueuedConnection);
 }
 
 TokenRequestAbort::Watch::~Watch()
@@ -130,7 +134,6 @@ ClientCredentials::requestToken(int timeoutMs, const std::shared_ptr<TokenReques
     QNetworkReply* reply = manager.post(tokenRequest(tokenUrl), tokenForm(clientId, clientSecret));
     BoundedBody body(reply);
     QEventLoop loop;
-    // An abort between here and the loop's start is a quit already queued.
     const TokenRequestAbort::Watch watch(abort.get(), loop);
     QObject::connect(reply, &QNetworkReply::metaDataChanged, &loop, [&body] { body.take(); });
     QObject::connect(reply, &QNetworkReply::readyRead, &loop, [&body] { body.take(); });

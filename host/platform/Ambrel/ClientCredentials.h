@@ -28,7 +28,7 @@ public:
     bool isAborted() const;
 
     // While it lives, an abort ends `loop` (an event loop waiting on its
-    // thread for a token).
+    // thread for a token), and so does one that came before it.
     class Watch
     {
     public:
