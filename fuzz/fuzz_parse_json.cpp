@@ -17,6 +17,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
@@ -62,6 +63,20 @@ bool writes_faithfully(const json_node& root)
         }
     }
     return true;
+}
+
+std::size_t depth_of(const json_node& root)
+{
+    std::size_t deepest = 0;
+    std::vector<std::pair<const json_node*, std::size_t>> pending{{&root, 0}};
+    while (!pending.empty()) {
+        const auto [node, depth] = pending.back();
+        pending.pop_back();
+        deepest = std::max(deepest, depth);
+        for (const json_node& child : node->children)
+            pending.emplace_back(&child, depth + 1);
+    }
+    return deepest;
 }
 
 // Outside strings the writer puts spaces and line feeds only as layout.
@@ -114,9 +129,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     FUZZ_CHECK(root.parent == nullptr && same_tree(root, root), "a read tree keeps its parent links");
     const std::string compact = written(root, false);
     std::optional<std::string> indented;
-    // The indented text grows with depth times size: past a few kilobytes of
-    // input only the compact form is checked.
-    if (size <= 4096) {
+    // The indented text grows with depth times size: past 256 KiB of
+    // indentation only the compact form is checked.
+    if (size * (depth_of(root) + 1) <= 256 * 1024) {
         indented = written(root, true);
         FUZZ_CHECK(without_layout(*indented) == compact, "the indented text is the compact text plus layout");
     }
