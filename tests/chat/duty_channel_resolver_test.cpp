@@ -112,13 +112,11 @@ TEST(ResultTest, HoldsOneOfAValueAndAnErrorAtATime)
     chat.title = QStringLiteral("t");
     result = chat;
     ASSERT_TRUE(result.hasValue());
-    result.value().title += QStringLiteral("2");
-    EXPECT_EQ(std::as_const(result).value().title, "t2");
+    EXPECT_EQ(result.value().title, "t");
     EXPECT_THROW(result.error(), std::bad_variant_access);
     result = err(ErrorKind::Auth, "no", 401);
     ASSERT_FALSE(result.hasValue());
-    result.error().httpCode = 403;
-    EXPECT_EQ(std::as_const(result).error(), err(ErrorKind::Auth, "no", 403));
+    EXPECT_EQ(result.error(), err(ErrorKind::Auth, "no", 401));
     EXPECT_THROW(result.value(), std::bad_variant_access);
 }
 

@@ -44,11 +44,8 @@ const QString kRefused = failed("Network", 11);
 const AttackRow kRows[] = {
     {"QueryFoundElsewhere302", redirect("query", 302, "/v1/query"), kRefused, "refused (status 302", 1},
     {"QueryMovedElsewhere307", redirect("query", 307, "/v1/query"), kRefused, "refused (status 307", 1},
-    {"QueryMovedElsewhere308", redirect("query", 308, "/v1/query"), kRefused, "refused (status 308", 1},
     {"TokenEndpointMovedElsewhere307", redirect("token", 307, "/oauth/token"), kNotSignedIn,
      "sign-in failed: token endpoint refused the client (HTTP 307)"},
-    {"TokenEndpointFoundElsewhere302", redirect("token", 302, "/oauth/token"), kNotSignedIn,
-     "sign-in failed: token endpoint refused the client (HTTP 302)"},
     {"TokenWithAnInjectedHeader",
      tokenReply(200, R"({"access_token":"t\r\nX-Injected: 1","token_type":"Bearer"})"), kNotSignedIn,
      "sign-in failed: access token holds characters a bearer token may not"},

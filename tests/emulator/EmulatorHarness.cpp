@@ -83,12 +83,4 @@ Reply EmulatorHarness::query(const QByteArray& authorization, const QByteArray& 
                 body, headers);
 }
 
-Reply EmulatorHarness::addFault(const QByteArray& json)
-{
-    const Reply reply =
-        send("POST", QStringLiteral("/_emulator/faults"), json, {{"Content-Type", "application/json"}});
-    EXPECT_EQ(reply.status, 200) << reply.body.toStdString();
-    return reply;
-}
-
 } // namespace QuorvelEmulatorTest

@@ -3,7 +3,6 @@
 #include "EmulatorServer.h"
 
 #include <QByteArray>
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QList>
@@ -47,7 +46,6 @@ public:
     Reply query(const QByteArray& authorization, const QByteArray& body = "{}",
                 const QString& business = QStringLiteral("demo"),
                 const QString& paging = QStringLiteral("?Skip=0&Take=1"));
-    Reply addFault(const QByteArray& json);
 
 private:
     std::shared_ptr<qint64> m_now = std::make_shared<qint64>(1000000);

@@ -99,21 +99,15 @@ TEST(ClientCredentials, PostsTheFormAndNamesEachFailure)
               "grant_type=client_credentials&client_id=c&client_secret=s%20p%26");
 }
 
-// Quitting while a sign-in is being sent ends it whichever comes first:
-// the abort, or the loop that waits for the token.
-TEST(TokenRequestAbort, EndsTheLoopsWatchedBeforeAndAfterIt)
+// Quitting while a sign-in is being sent may come before its loop waits.
+TEST(TokenRequestAbort, EndsALoopWatchedAfterIt)
 {
-    for (const bool watchedFirst : {true, false}) {
-        Ambrel::TokenRequestAbort abort;
-        QEventLoop loop;
-        if (!watchedFirst)
-            abort.abort();
-        const Ambrel::TokenRequestAbort::Watch watch(&abort, loop);
-        if (watchedFirst)
-            abort.abort();
-        QTimer::singleShot(5000, &loop, [&loop] { loop.exit(1); });
-        EXPECT_EQ(loop.exec(), 0) << watchedFirst;
-    }
+    Ambrel::TokenRequestAbort abort;
+    abort.abort();
+    QEventLoop loop;
+    const Ambrel::TokenRequestAbort::Watch watch(&abort, loop);
+    QTimer::singleShot(5000, &loop, [&loop] { loop.exit(1); });
+    EXPECT_EQ(loop.exec(), 0);
 }
 
 // A sign-out forgets the token and where tokens come from: a renewal that
