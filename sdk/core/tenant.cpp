@@ -1,6 +1,5 @@
 #include "sdk/core/tenant.h"
 
-#include <algorithm>
 #include <chrono>
 #include <thread>
 

@@ -82,12 +82,6 @@ void QtHttpNetworkService::setLimits(const HttpLimits& limits)
     m_limits = limits;
 }
 
-bool QtHttpNetworkService::isShuttingDown() const
-{
-    QMutexLocker locker(&mutex);
-    return shutting_down;
-}
-
 qint32 QtHttpNetworkService::execute(PendingHttpRequest& pending)
 {
     {

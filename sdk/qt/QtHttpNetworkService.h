@@ -23,9 +23,11 @@ class TimeLimits;
 // Runs every HTTP exchange on one thread of its own ("QuorvelSdk-Net"), where
 // Qt's network access manager lives, and hands each result back to the
 // thread that asked for it. A sender blocks until its exchange is over:
-// answered, failed, refused by one of the exchange policies (redirects,
-// cookies, reply size, time limits: sdk/qt/detail), or cancelled because the
-// service shuts down, which wakes every sender with TransportError::Cancelled.
+// answered, failed, refused by one of the exchange policies in sdk/qt/detail
+// (a bearer token over plain http, an unreadable request body, a redirect,
+// the reply size, the time limits; cookies are kept out, never refused), or
+// cancelled because the service shuts down, which wakes every sender with
+// TransportError::Cancelled.
 class QtHttpNetworkService : public QObject
 {
 public:
@@ -83,8 +85,6 @@ public:
     void setLimits(const HttpLimits& limits);
 
     QThread* networkThread() const { return m_thread; }
-    // True once destruction has begun; new exchanges then fail at once.
-    bool isShuttingDown() const;
 
 private:
     QThread* m_thread;

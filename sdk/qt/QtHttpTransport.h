@@ -19,7 +19,10 @@ public:
     // `service` is not owned and must outlive every send.
     explicit QtHttpTransport(QtHttpNetworkService* service, QObject* parent = nullptr);
 
-    // Every exchange from now on is ended by `cancellation` once it is set.
+    // Exchanges from now on are ended once `cancellation` is set. A send
+    // made inside an ExchangeCancellation::Scope on its thread answers to
+    // that scope's cancellation instead, which ends it too when that is a
+    // child of this one (as each resolution's is).
     void setCancellation(std::shared_ptr<const ExchangeCancellation> cancellation);
 
     std::int32_t send(const std::string& verb, const std::string& url,

@@ -55,11 +55,14 @@ struct VYX_PLATFORM_EXPORT ClientCredentials
     QString clientId;
     QString clientSecret;
 
+    // How long a sign-in or a renewal waits for the endpoint.
+    static constexpr int kTimeoutMs = 15000;
+
     // Asks the endpoint for an access token; blocks the calling thread (any
     // thread) for at most `timeoutMs`, or until `abort` ends it. A failure
     // carries a reason that never contains the secret or a token.
     std::expected<AccessToken, QString>
-    requestToken(int timeoutMs = 15000, const std::shared_ptr<TokenRequestAbort>& abort = {}) const;
+    requestToken(int timeoutMs = kTimeoutMs, const std::shared_ptr<TokenRequestAbort>& abort = {}) const;
 };
 
 } // namespace Ambrel

@@ -65,7 +65,8 @@ void CVyxAccount::signIn(const Ambrel::ClientCredentials& credentials)
     m_abort = std::make_shared<Ambrel::TokenRequestAbort>();
     m_credentials = std::make_unique<Ambrel::ClientCredentials>(credentials);
     m_client->setTokenSource([credentials, abort = m_abort]() -> Ambrel::AccessToken {
-        return credentials.requestToken(15000, abort).value_or(Ambrel::AccessToken());
+        return credentials.requestToken(Ambrel::ClientCredentials::kTimeoutMs, abort)
+            .value_or(Ambrel::AccessToken());
     });
     ++m_generation;
     requestToken(
@@ -115,8 +116,9 @@ void CVyxAccount::requestToken(std::function<void(const Ambrel::AccessToken&)> o
     });
     // Off the user-interface thread, which the endpoint may keep waiting;
     // the task touches nothing of this object.
-    watcher->setFuture(QtConcurrent::run(
-        [credentials = *m_credentials, abort = m_abort] { return credentials.requestToken(15000, abort); }));
+    watcher->setFuture(QtConcurrent::run([credentials = *m_credentials, abort = m_abort] {
+        return credentials.requestToken(Ambrel::ClientCredentials::kTimeoutMs, abort);
+    }));
 }
 
 void CVyxAccount::planRenewal(qint64 expiresInSeconds)

@@ -1,6 +1,7 @@
 #include "sdk/qt/detail/TimeLimits.h"
 
 #include <algorithm>
+#include <limits>
 
 #include <QTimer>
 
@@ -21,10 +22,11 @@ void TimeLimits::begin(PendingHttpRequest& pending)
     if (!m_clock.isValid())
         m_clock.start();
     moved(pending);
+    constexpr qint64 kNone = std::numeric_limits<qint64>::max();
     const qint64 shortest =
-        std::min(pending.limits.inactivityTimeoutMs > 0 ? pending.limits.inactivityTimeoutMs : INT_MAX,
-                 pending.limits.deadlineMs > 0 ? pending.limits.deadlineMs : INT_MAX);
-    if (shortest == INT_MAX)
+        std::min(pending.limits.inactivityTimeoutMs > 0 ? pending.limits.inactivityTimeoutMs : kNone,
+                 pending.limits.deadlineMs > 0 ? pending.limits.deadlineMs : kNone);
+    if (shortest == kNone)
         return;
     // One timer for all exchanges, rather than one restarted on every signal
     // of every exchange: it looks often enough to end an exchange within a
