@@ -129,8 +129,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     FUZZ_CHECK(root.parent == nullptr && same_tree(root, root), "a read tree keeps its parent links");
     const std::string compact = written(root, false);
     std::optional<std::string> indented;
-    // The indented text grows with depth times size: past 256 KiB of
-    // indentation only the compact form is checked.
+    // The indented text grows with depth times size: once their product
+    // passes 256 Ki only the compact form is checked.
     if (size * (depth_of(root) + 1) <= 256 * 1024) {
         indented = written(root, true);
         FUZZ_CHECK(without_layout(*indented) == compact, "the indented text is the compact text plus layout");

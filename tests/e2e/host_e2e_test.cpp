@@ -55,8 +55,7 @@ TEST(HostCommandLine, AnswersWithTheDocumentedExitCode)
 
 // Quitting never waits for a service or a token endpoint, whatever is
 // pending: a sign-in, a renewal after a 401, a query, or a reply that
-// trickles. The host says how long quitting took: under a second, and a
-// few milliseconds when nothing waits.
+// stalls. The host says how long quitting took: under a second.
 TEST_F(HostEndToEnd, QuitsPromptlyWhateverIsPending)
 {
     const struct
@@ -70,7 +69,7 @@ TEST_F(HostEndToEnd, QuitsPromptlyWhateverIsPending)
         {"renewal", R"([{"kind":"expire"},{"kind":"delay","target":"token","after":1,"delayMs":60000}])", 2,
          1},
         {"query", R"({"kind":"delay","delayMs":60000})", 1, 1},
-        {"trickling reply", R"({"kind":"stall","delayMs":60000,"bytes":100})", 1, 1},
+        {"stalled reply", R"({"kind":"stall","delayMs":60000,"bytes":100})", 1, 1},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.pending);

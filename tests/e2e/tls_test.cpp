@@ -67,7 +67,7 @@ const Certificates& certificates()
 struct TlsRow
 {
     const char* name;
-    // The emulator's certificate; empty: plain http.
+    // The emulator's certificate and key, by name.
     QString certificate;
     bool trustCa;
     // Empty: the page resolves.

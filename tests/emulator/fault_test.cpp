@@ -1,7 +1,6 @@
-// What the fault language refuses, and who may speak it. Which request
-// meets which fault, and what each kind does to a reply, is seen end to
-// end, through the product, by the fault matrix and the hostile-service
-// table in tests/e2e.
+// What the fault language refuses, and who may speak it. What the kinds do
+// to a reply is seen end to end, through the product, by the fault matrix
+// and the hostile-service table in tests/e2e, and the quit test's rows.
 #include "EmulatorHarness.h"
 
 #include <gtest/gtest.h>

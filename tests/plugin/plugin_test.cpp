@@ -68,9 +68,9 @@ TEST(PluginTest, AnswersTheHostsQuestionsAboutThePage)
     EXPECT_EQ(captioned->persistentState(), (QVariantMap{{"k", 1}}));
 }
 
-// A page it cannot fill is a set-up fault the host hears of: logged as
-// critical and thrown, with the reason. A chat host keeps a layout it has,
-// and one without gets a vertical one with no margins.
+// A page it cannot fill is a set-up fault the host hears of: thrown, with
+// the reason. A chat host keeps a layout it has, and one without gets a
+// vertical one with no margins.
 TEST(PluginTest, FillsOnlyAPageWithAChatHost)
 {
     for (const bool hasLayout : {true, false}) {
