@@ -1,5 +1,6 @@
 #include "EmulatorOptions.h"
 
+#include "FaultKinds.h"
 #include "JsonAccess.h"
 
 #include <QCommandLineParser>
@@ -67,6 +68,41 @@ Declared declareOptions(QCommandLineParser& parser, const EmulatorOptions& optio
     return declared;
 }
 
+// The kinds grouped by where they apply and what they do to the reply, as
+// their descriptors say: a new kind is listed without a word here.
+QString kindList()
+{
+    // In the order of FaultTargets and FaultRelation.
+    const char* const targets[] = {"queries only", "the token endpoint only",
+                                   "queries and the token endpoint"};
+    const char* const relations[] = {
+        "replacing it",
+        "reshaping it if it succeeded (an error\n"
+        "               reply goes out as it is, the fault used up all the same, as\n"
+        "               the request happened)",
+        "sending it late, cut short\n"
+        "               or with more headers",
+        "changing the server first (expire:\n"
+        "               the caller's token)",
+    };
+    const QString indent(15, QLatin1Char(' '));
+    QString list;
+    for (int target = 0; target < int(std::size(targets)); ++target) {
+        for (int relation = 0; relation < int(std::size(relations)); ++relation) {
+            QStringList names;
+            for (const FaultKind& kind : faultKinds()) {
+                if (int(kind.targets) == target && int(kind.relation) == relation)
+                    names << QLatin1String(kind.name);
+            }
+            if (!names.isEmpty())
+                list += indent + QLatin1String(targets[target]) + QLatin1String(", ")
+                        + QLatin1String(relations[relation]) + QLatin1String(":\n") + indent
+                        + QLatin1String("  ") + names.join(QLatin1String(" | ")) + QLatin1Char('\n');
+        }
+    }
+    return list;
+}
+
 // The fault language follows in full: the help is where a test writer
 // learns it.
 QString helpText(const QCommandLineParser& parser)
@@ -74,7 +110,8 @@ QString helpText(const QCommandLineParser& parser)
     QString text = parser.helpText();
     QFile language(QStringLiteral(":/emulator/fault-language.txt"));
     if (language.open(QIODevice::ReadOnly | QIODevice::Text))
-        text += QLatin1Char('\n') + QString::fromUtf8(language.readAll());
+        text += QLatin1Char('\n')
+                + QString::fromUtf8(language.readAll()).replace(QLatin1String("%KINDS%\n"), kindList());
     return text;
 }
 
