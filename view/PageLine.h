@@ -4,8 +4,7 @@ namespace QuorvelChat {
 
 // The chat page's lines, top to bottom, as its layout holds them: the title,
 // the build line, the status, the six fields of a chat, the dump's caption
-// and the dump. Whoever reads the page by line (a host's probe, a test)
-// counts with these.
+// and the dump. The tests read the page by line with these.
 enum PageLine : int
 {
     Title,

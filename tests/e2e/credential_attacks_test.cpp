@@ -49,8 +49,6 @@ const AttackRow kRows[] = {
     {"TokenWithAnInjectedHeader",
      tokenReply(200, R"({"access_token":"t\r\nX-Injected: 1","token_type":"Bearer"})"), kNotSignedIn,
      "sign-in failed: access token holds characters a bearer token may not"},
-    {"TokenOfAnotherType", tokenReply(200, R"({"access_token":"t","token_type":"MAC"})"), kNotSignedIn,
-     "sign-in failed: token type is \"MAC\", not Bearer"},
     {"OAuthErrorWithTerminalEscapes",
      tokenReply(400, R"({"error":"invalid_client","error_description":"no\u001b[2J"})"), kNotSignedIn,
      "sign-in failed: token endpoint refused the client (HTTP 400): invalid_client: no?[2J"},

@@ -40,12 +40,7 @@ const FaultRow kRows[] = {
     {"Unauthorized401WithTokenEndpoint503",
      R"([{"kind":"expire"},{"kind":"status","status":503,"target":"token","after":1,"times":-1}])", "Network",
      0, kEmptyToken, 1, 2},
-    {"Unauthorized401WithTokenEndpointDroppingTheConnection",
-     R"([{"kind":"expire"},{"kind":"close","target":"token","bytes":0,"after":1,"times":-1}])", "Network", 0,
-     kEmptyToken, 1, 2},
     // POST is never retried, whatever the status or Retry-After says.
-    {"TooManyRequests429WithRetryAfter5",
-     R"({"kind":"status","status":429,"body":"slow down","retryAfter":"5"})", "Unknown", 429, "slow down"},
     {"ServiceUnavailableIsServerErrorSentOnce",
      R"({"kind":"status","status":503,"body":"maintenance","retryAfter":"1","times":-1})", "ServerError", 503,
      "maintenance"},

@@ -142,7 +142,6 @@ TEST(JsonTypedValues, GettersAndAdders)
     std::vector<uuid> ids;
     EXPECT_FALSE(tarsion::get_list(root, "ids", ids));
     EXPECT_EQ(ids, (std::vector<uuid>{{0, 10}, {}}));
-    EXPECT_FALSE(tarsion::get_list(root, "absent", ids) || !ids.empty());
     test_record self;
     EXPECT_TRUE(tarsion::get_record(root.children[3].children[0], nullptr, self) && self.count == 1);
 
@@ -156,6 +155,36 @@ TEST(JsonTypedValues, GettersAndAdders)
                             R"("l":[{"name":"a","count":1},{"name":"b","count":-1},{"name":"c","count":3}],)"
                             R"("e":[],"m":{}})");
     EXPECT_TRUE(parent_links_hold(out));
+}
+
+// Every getter tells an absent member from a present one, an empty
+// container from none, and leaves nothing of what its output held.
+TEST(JsonTypedValues, GettersTellAbsentFromEmptyAndAValueMakesALeaf)
+{
+    const json_node root = parsed(R"({"l":[],"m":{}})");
+    std::string s = "stale";
+    std::int64_t i = 9;
+    bool b = true;
+    uuid u{1, 1};
+    test_record r{"stale", 1};
+    std::vector<std::string> l{"stale"};
+    std::map<std::string, std::string> m{{"stale", "1"}};
+    const std::array found{tarsion::get_string(root, "x", s), tarsion::get_int64(root, "x", i),
+                           tarsion::get_bool(root, "x", b),   tarsion::get_uuid(root, "x", u),
+                           tarsion::get_record(root, "x", r), tarsion::get_list(root, "x", l),
+                           tarsion::get_map(root, "x", m)};
+    EXPECT_EQ(found, (std::array<bool, 7>{}));
+    EXPECT_TRUE(i == 0 && !b && u == uuid{} && l.empty() && m.empty());
+    l = {"stale"};
+    m = {{"stale", "1"}};
+    EXPECT_TRUE(tarsion::get_list(root, "L", l) && l.empty() && tarsion::get_map(root, "M", m) && m.empty());
+    // Whatever a node was, a value makes it a leaf that writes as the value.
+    for (const char* text : {R"({"a":{"b":1}})", "[[1],2]", "\"x\""}) {
+        json_node node = parsed(text);
+        node.set_value("v", true);
+        EXPECT_EQ(compact(node), "\"v\"") << text;
+        EXPECT_TRUE(node.children.empty() && !node.is_array && !node.is_object) << text;
+    }
 }
 
 // parse_int64 is std::from_chars over the whole text: every short text of

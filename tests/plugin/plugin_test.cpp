@@ -9,6 +9,7 @@
 #include <qtHelpers/Images.h>
 
 #include "LoadedPlugin.h"
+#include "support/qt/Golden.h"
 
 namespace QuorvelTest {
 namespace {
@@ -61,6 +62,8 @@ TEST(PluginTest, AnswersTheHostsQuestionsAboutThePage)
                             plugin.isVisible(), plugin.getViewItemRootDecorated()};
     EXPECT_EQ(flags, (QList<bool>{true, false, false, true, false}));
     EXPECT_FALSE(plugin.getPluginItemData().isValid());
+    EXPECT_EQ(captioned->getIcon().pixmap(32, 32).toImage(),
+              qtHelpers::images::icon(QStringLiteral("ico-plugin-no-news")).pixmap(32, 32).toImage());
     EXPECT_EQ(plugin.getPluginView(), host.page.get());
     EXPECT_EQ(plugin.getPluginToolsPanel(), nullptr);
     EXPECT_EQ(plugin.getEmptyListItemsWidget(), nullptr);
@@ -132,11 +135,15 @@ TEST(PlatformDefaults, APageThatOverridesNothingGetsTheHostsAnswers)
                             page.getIcon().isNull(),
                             plugin.getPluginItemData().isValid()};
     EXPECT_EQ(flags, (QList<bool>{false, true, false, true, false, true, false}));
-    for (const auto& [name, colour] : {std::pair{"ico-plugin-no-news", QColor(0x2d, 0x6c, 0xdf)},
-                                       std::pair{"ico-other", QColor(Qt::gray)}}) {
-        const QImage image = qtHelpers::images::icon(QLatin1String(name)).pixmap(32, 32).toImage();
-        EXPECT_EQ(image.pixelColor(16, 16), colour) << name;
-        EXPECT_EQ(image.pixelColor(0, 0).alpha(), 0) << name;
+    // Each icon as its colour and a map of its pixels' opacity.
+    for (const QString& name : {QStringLiteral("ico-plugin-no-news"), QStringLiteral("ico-other")}) {
+        const QImage image = qtHelpers::images::icon(name).pixmap(32, 32).toImage();
+        QString map = image.pixelColor(16, 16).name() + u'\n';
+        for (int y = 0; y < image.height(); ++y, map += u'\n') {
+            for (int x = 0; x < image.width(); ++x)
+                map += QLatin1Char("_.:-=+*#%@"[image.pixelColor(x, y).alpha() * 9 / 255]);
+        }
+        EXPECT_TRUE(matchesGolden(QStringLiteral(QUORVEL_GOLDEN_DIR "/%1.txt").arg(name), map));
     }
 }
 
