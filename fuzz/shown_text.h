@@ -52,12 +52,13 @@ inline QString rendered(QStringView text)
     return out;
 }
 
-// The notation leaves alone exactly the text with nothing hidden in it.
-inline bool shows_nothing_hidden(QString shown, bool line_feeds_allowed)
+// The notation leaves alone exactly the text with nothing hidden in it; with
+// line feeds allowed, line by line, so that the halves of a pair that a line
+// feed parts are not taken for the character they would make together.
+inline bool shows_nothing_hidden(const QString& shown, bool line_feeds_allowed)
 {
-    if (line_feeds_allowed)
-        shown.remove(u'\n');
-    return rendered(shown) == shown;
+    const QStringList lines = line_feeds_allowed ? shown.split(u'\n') : QStringList{shown};
+    return std::ranges::all_of(lines, [](const QString& line) { return rendered(line) == line; });
 }
 
 // Where "<head>N<tail>" ends `line`, with N added to `reported`; -1 when
