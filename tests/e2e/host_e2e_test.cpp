@@ -21,8 +21,6 @@ TEST(HostCommandLine, AnswersWithTheDocumentedExitCode)
     } rows[] = {
         {{"--help"}, 0, "Usage: "},
         {{"--colour"}, 2, "Unknown option 'colour'"},
-        {{"--base-url", "ftp://example.com"}, 2, "--base-url must be an http or https address"},
-        {{"--business-id", "a/b"}, 2, "--business-id may hold only letters"},
         {{"--plugins", plugins, "--page", "Mail", "--print-view"}, 1, "no page \"Mail\"; pages: Chat"},
         {{"--plugins", plugins, "--settle-ms", "0", "--screenshot", "/nonexistent/page.png"},
          6,

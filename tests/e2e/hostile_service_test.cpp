@@ -51,14 +51,12 @@ QByteArray titleFault(const QString& title)
 }
 
 const HostileRow kRows[] = {
-    {"MarkupInTitleIsShownAsWritten", titleFault(u"<img src=\"/dev/zero\"><b>x</b>"_s), kResolved, ChatTitle,
-     u"Chat.title: <img src=\"/dev/zero\"><b>x</b>"_s},
-    {"LineBreakInTitleForgesNoLine", titleFault(u"Support\r\nChat.version: 999"_s), kResolved, ChatTitle,
-     u"Chat.title: Support\u240D\u240AChat.version: 999"_s},
-    {"TerminalEscapesInTitleNeverReachTheTerminal", titleFault(u"\x1b]0;pwned\x07\x1b[2J"_s), kResolved,
-     ChatTitle, u"Chat.title: \u241B]0;pwned\u2407\u241B[2J"_s},
-    {"RightToLeftOverrideIsShownNotObeyed", titleFault(u"invoice\u202Egnp.exe"_s), kResolved, ChatTitle,
-     u"Chat.title: invoice\u27E8U+202E\u27E9gnp.exe"_s},
+    {"MarkupAndBidiControlsInTitleAreShownAsWritten",
+     titleFault(u"<img src=\"/dev/zero\"><b>x</b> invoice\u202Egnp.exe"_s), kResolved, ChatTitle,
+     u"Chat.title: <img src=\"/dev/zero\"><b>x</b> invoice\u27E8U+202E\u27E9gnp.exe"_s},
+    {"LineBreaksAndTerminalEscapesInTitleForgeNothing",
+     titleFault(u"Support\r\nChat.version: 999\x1b]0;pwned\x07\x1b[2J"_s), kResolved, ChatTitle,
+     u"Chat.title: Support\u240D\u240AChat.version: 999\u241B]0;pwned\u2407\u241B[2J"_s},
     {"MegabyteTitleIsCut", R"({"kind":"title","body":"A","bytes":1048576})", kResolved, ChatTitle,
      u"Chat.title: "_s + QString(500, u'A') + u" \u2026 [1048076 more characters]"_s, kLargeReplies},
     {"EndlessChunkedReplyIsCutAtTheCap", R"({"kind":"flood"})", failed("Network", 299), Id, kTooLarge},

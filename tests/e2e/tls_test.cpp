@@ -43,15 +43,11 @@ private:
     // `days` (-1: expired yesterday), signed by the CA.
     bool issue(const QString& name, const QString& subject, const QString& days)
     {
-        QFile extensions(path(name + ".ext"));
-        if (!extensions.open(QIODevice::WriteOnly)
-            || extensions.write(("subjectAltName=" + subject + "\n").toUtf8()) < 0)
-            return false;
-        extensions.close();
         return run({"req", "-newkey", "rsa:2048", "-nodes", "-keyout", name + ".key", "-out", name + ".csr",
-                    "-subj", "/CN=quorvel test"})
-               && run({"x509", "-req", "-in", name + ".csr", "-out", name + ".pem", "-days", days, "-extfile",
-                       name + ".ext", "-CA", "ca.pem", "-CAkey", "ca.key", "-CAcreateserial"});
+                    "-subj", "/CN=quorvel test", "-addext", "subjectAltName=" + subject})
+               && run({"x509", "-req", "-in", name + ".csr", "-out", name + ".pem", "-days", days,
+                       "-copy_extensions", "copyall", "-CA", "ca.pem", "-CAkey", "ca.key",
+                       "-CAcreateserial"});
     }
 
     QTemporaryDir m_dir;

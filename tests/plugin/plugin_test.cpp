@@ -139,10 +139,9 @@ TEST(PlatformDefaults, APageThatOverridesNothingGetsTheHostsAnswers)
     for (const QString& name : {QStringLiteral("ico-plugin-no-news"), QStringLiteral("ico-other")}) {
         const QImage image = qtHelpers::images::icon(name).pixmap(32, 32).toImage();
         QString map = image.pixelColor(16, 16).name() + u'\n';
-        for (int y = 0; y < image.height(); ++y, map += u'\n') {
+        for (int y = 0; y < image.height(); ++y, map += u'\n')
             for (int x = 0; x < image.width(); ++x)
                 map += QLatin1Char("_.:-=+*#%@"[image.pixelColor(x, y).alpha() * 9 / 255]);
-        }
         EXPECT_TRUE(matchesGolden(QStringLiteral(QUORVEL_GOLDEN_DIR "/%1.txt").arg(name), map));
     }
 }
