@@ -51,6 +51,9 @@ TEST(TicketTitle, IsTheFirstTitlesEntryInTheLocaleDisplayBeforeValue)
          R"({"attributeKey":"PRIORITY","valueLocales":[{"key":"EN_US","display":"high"}]},)" TITLE(
              R"({"key":"DE_DE","display":"erster"})") "," TITLE(R"({"key":"EN_US","display":"second"})"),
          "EN_US", ""},
+        // No title attribute, or one without locales.
+        {R"({"attributeKey":"PRIORITY","valueLocales":[]})", "EN_US", ""},
+        {R"({"attributeKey":"TICKET_TITLE"})", "EN_US", ""},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.attributes);

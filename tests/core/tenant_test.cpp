@@ -360,12 +360,16 @@ TEST(CRandom, DrawsStayInTheClosedRangeAndUuidsHaveTheVersion4Shape)
         }
     }
     std::set<std::string> ids;
+    std::set<char> digits;
     for (int i = 0; i < 2000; ++i) {
         const std::string id = *ids.insert(source.uuid()).first;
+        digits.insert(id.begin(), id.end());
         ASSERT_TRUE(std::regex_match(
             id, std::regex("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}")));
     }
     EXPECT_EQ(ids.size(), 2000u);
+    // Among 2000, every hexadecimal digit and the dash.
+    EXPECT_EQ(digits.size(), 17u);
 }
 
 } // namespace

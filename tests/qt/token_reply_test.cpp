@@ -49,8 +49,8 @@ TEST(TokenReply, AcceptsOnlyAWellFormedBearerToken)
         {200, "<html>", "token endpoint reply is not a JSON object"},
         {500, "oops", "token endpoint refused the client (HTTP 500)"},
         // The endpoint's own words, printable and cut to 200 characters.
-        {400, R"({"error":"invalid_client","error_description":"bad\nline\u00e9"})",
-         "token endpoint refused the client (HTTP 400): invalid_client: bad?line?"},
+        {400, R"({"error":"invalid_client","error_description":"bad\nline\u00e9\u007f~"})",
+         "token endpoint refused the client (HTTP 400): invalid_client: bad?line??~"},
         {200, R"({"error":"e","error_description":")" + QByteArray(200, 'd') + R"("})",
          "token endpoint answered with an error: e: " + std::string(200, 'd')},
         {200, R"({"error":")" + QByteArray(201, 'e') + R"("})",
@@ -197,6 +197,7 @@ TEST(TokenRenewal, SignOutStopsTheRenewalAndOutlivesASignInStillUnderWay)
     };
     ASSERT_TRUE(QuorvelTest::waitUntil([&] { return askedOther() && settled(); }));
     EXPECT_EQ(announced, 1);
+    EXPECT_TRUE(failures.isEmpty()) << failures.join(u'\n').toStdString();
     EXPECT_EQ(account.getUserInfo().userId, "d");
     EXPECT_EQ(client->getAccessTokenBytes(), "second");
     // A fifth of the lifetime is left, never more than a minute: even a
