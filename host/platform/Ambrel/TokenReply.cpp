@@ -60,8 +60,9 @@ QString oauthError(const QJsonObject& reply, const QString& token)
 std::expected<AccessToken, QString> readTokenReply(int status, const QByteArray& body)
 {
     const QJsonObject reply = QJsonDocument::fromJson(body).object();
-    const QJsonValue token = reply.value(QStringLiteral("access_token"));
-    const QString error = oauthError(reply, token.toString());
+    // Empty unless the reply carries a text token.
+    const QString tokenText = reply.value(QStringLiteral("access_token")).toString();
+    const QString error = oauthError(reply, tokenText);
     if (status != 200) {
         QString why = QStringLiteral("token endpoint refused the client (HTTP %1)").arg(status);
         if (!error.isEmpty())
@@ -73,9 +74,9 @@ std::expected<AccessToken, QString> readTokenReply(int status, const QByteArray&
     if (reply.isEmpty())
         return std::unexpected(QStringLiteral("token endpoint reply is not a JSON object"));
 
-    if (!token.isString() || token.toString().isEmpty())
+    if (tokenText.isEmpty())
         return std::unexpected(QStringLiteral("token endpoint sent no access token"));
-    const QByteArray value = token.toString().toUtf8();
+    const QByteArray value = tokenText.toUtf8();
     if (value.size() > kMaxTokenBytes)
         return std::unexpected(QStringLiteral("access token longer than %1 bytes").arg(kMaxTokenBytes));
     if (!isBearerToken(value))
@@ -84,7 +85,7 @@ std::expected<AccessToken, QString> readTokenReply(int status, const QByteArray&
     const QString type = reply.value(QStringLiteral("token_type")).toString();
     if (type.compare(QLatin1String("Bearer"), Qt::CaseInsensitive) != 0)
         return std::unexpected(
-            QStringLiteral("token type is \"%1\", not Bearer").arg(quoted(type, token.toString())));
+            QStringLiteral("token type is \"%1\", not Bearer").arg(quoted(type, tokenText)));
 
     const QJsonValue expires = reply.value(QStringLiteral("expires_in"));
     if (expires.isUndefined() || expires.isNull())
