@@ -156,10 +156,10 @@ TEST(JsonReaderTable, LenientForms)
 TEST(JsonReaderTable, Refusals)
 {
     std::vector<std::string> cases{
-        "",          " \n\t ",      R"({"a":1)",     "[[1]",          "[,1]",          "[1,,2]",
-        R"({"a"})",  R"({"a"::1})", "[1:2]",         "[1 2]",         "{ab:1}",        R"({"":1,"b":2})",
-        "42 43",     "trueX",       R"({"a":1} x)",  "[1]]",          "[] <html>",     "[1\x7f]",
-        R"(["a\"])", "[\"a\\",      R"(["\u0000"])", R"([a\u0041b])", R"({k\u0009:1})"};
+        "",          " \n\t ",      R"({"a":1)",     "[[1]",          "[,1]",           "[1,,2]",
+        R"({"a"})",  R"({"a"::1})", "[1:2]",         "[1 2]",         "{ab:1}",         R"({"":1,"b":2})",
+        "42 43",     "trueX",       R"({"a":1} x)",  "[1]]",          "[] <html>",      "[1\x7f]",
+        R"(["a\"])", "[\"a\\",      R"(["\u0000"])", R"([a\u0041b])", R"({k\u0009:1})", R"({k\u000A:1})"};
     cases.push_back(std::string("[\"a\0\"]", 6));
     for (const std::string& text : cases) {
         json_node root;
