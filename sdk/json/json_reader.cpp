@@ -239,11 +239,12 @@ private:
             default:
                 if (first_token() && state_ == expect::next) {
                     // The whole text is one scalar; setting it destroys
-                    // whatever the root held.
+                    // whatever the root held. A token after it is refused
+                    // where every parse ends.
                     frames_.clear();
                     scratch_.clear();
                     assign_scalar(root_, t);
-                    return has_token_at(p, end_) ? nullptr : p;
+                    return p;
                 }
                 if (!scalar(t))
                     return nullptr;

@@ -25,15 +25,16 @@ using ordered = nlohmann::ordered_json;
 
 // Strict JSON with every escape, \u forms (surrogate pairs, a quote and a
 // backslash among them), both exponent letters, layout between tokens and
-// now and then a string long enough to outgrow the writer's buffers. No
-// string is empty: a lone empty element is read as the unfilled first slot,
-// and an empty first key changes how an object is read, both on purpose.
+// now and then a string long enough to outgrow the writer's buffers. Keys
+// and first elements are never empty: a lone empty element is read as the
+// unfilled first slot, and an empty first key changes how an object is
+// read, both on purpose.
 class document_generator
 {
 public:
     explicit document_generator(std::uint64_t seed) : engine_(seed) {}
 
-    void value(std::string& out, std::size_t depth)
+    void value(std::string& out, std::size_t depth, bool may_be_empty = false)
     {
         static const std::vector<std::string> kScalars = split(
             "0 -12 18446744073709551615 -9223372036854775808 1.5 1E3 2e-7 1.0E+10 -0.25 true false null",
@@ -41,7 +42,7 @@ public:
         static const std::vector<std::string> kSpaces = split("||| |\n|\t|\r\n  ", '|');
         const std::size_t kind = below(depth == 0 ? 2 : 4);
         if (kind < 2) {
-            out += kind == 0 ? pick(kScalars) : string_token();
+            out += kind == 0 ? pick(kScalars) : string_token(may_be_empty);
             return;
         }
         out += kind == 2 ? '[' : '{';
@@ -51,15 +52,17 @@ public:
             out += std::string(i == 0 ? "" : ",") + pick(kSpaces);
             if (kind == 3)
                 out += string_token() + pick(kSpaces) + ":" + pick(kSpaces);
-            value(out, depth - 1);
+            value(out, depth - 1, kind == 3 || i > 0);
             out += pick(kSpaces);
         }
         out += kind == 2 ? ']' : '}';
     }
 
 private:
-    std::string string_token()
+    std::string string_token(bool may_be_empty = false)
     {
+        if (may_be_empty && below(8) == 0)
+            return "\"\"";
         // Pieces between the bars.
         static const std::vector<std::string> kPieces =
             split("abc|Z| |\\\"|\\\\|\\/|\\b|\\f|\\n|\\r|\\t|\\u00e9|\\u00E9|\\u0022|\\u005C|\\u20ac|"
@@ -118,6 +121,17 @@ TEST(JsonAgainstNlohmann, GeneratedDocumentsReadStreamAndWriteAlike)
             ASSERT_TRUE(tarsion::parse_json(out, again));
             ASSERT_TRUE(json_test::same_tree(root, again));
         }
+        // A member on its own writes as its key, a colon and its value.
+        for (const json_node& member : root.children) {
+            json_node value = member;
+            value.key.clear();
+            for (const bool pretty : {false, true})
+                ASSERT_EQ(json_trees::written(member, pretty),
+                          member.key.empty()
+                              ? json_trees::written(value, pretty)
+                              : "\"" + tarsion::escape_text(member.key) + (pretty ? "\": " : "\":")
+                                    + json_trees::written(value, pretty));
+        }
     }
 }
 
@@ -144,6 +158,10 @@ TEST(JsonReaderTable, LenientForms)
         {"[[1] [2]]", "[[1,2]]"},
         // A lone backslash outside strings is an empty unquoted value.
         {R"([1,\])", "[1,]"},
+        // A value directly followed by an opening bracket gives way to it.
+        {R"(["x"[1]])", "[[1]]"},
+        // A backslash as the last byte, after a zero byte, starts no escape.
+        {std::string("[\"\\u00e9\"]\0\\", 12), "[\"\xc3\xa9\"]"},
     };
     for (const auto& [text, rewrite] : cases) {
         json_node root;
@@ -275,6 +293,11 @@ TEST(JsonWriterEscape, EveryByteAtEveryPositionAndAlignment)
             }
         }
     }
+    // Every byte escaped, in a text that just fits a buffer size when each
+    // is counted once.
+    json_node quotes;
+    quotes.set_value(std::string((1 << 20) - 100, '"'), true);
+    EXPECT_TRUE(compact(quotes) == '"' + escaped(quotes.value) + '"');
     std::string out = "kept";
     tarsion::append_escaped(out, "a\"/\\\r\n");
     EXPECT_EQ(out, "kepta\\\"\\/\\\\\\r\\n");
