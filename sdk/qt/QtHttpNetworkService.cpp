@@ -259,9 +259,10 @@ void QtHttpNetworkService::Worker::finishRequest(QNetworkReply* reply, HttpBodyD
     const TraceOnExit traced{*pending, status};
     tarsion::http_response& response = *pending->response;
     response.status = static_cast<std::uint32_t>(status);
-    response.headers = {};
+    tarsion::http::header_list headers;
     for (const auto& [name, value] : reply->rawHeaderPairs())
-        response.headers.append(name.toStdString(), value.toStdString());
+        headers.append(name.toStdString(), value.toStdString());
+    response.headers = std::move(headers);
     if (pending->given_up == 0 && !detail::takeRest(*reply, *pending)) {
         detail::warn(*pending, detail::overLimit(pending->limits.maxReplyBytes));
         pending->given_up = TransportError::ReplyTooLarge;

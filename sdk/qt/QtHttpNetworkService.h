@@ -84,8 +84,6 @@ public:
     // Applies to exchanges posted from now on.
     void setLimits(const HttpLimits& limits);
 
-    QThread* networkThread() const { return m_thread; }
-
 private:
     QThread* m_thread;
     Worker* worker;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <optional>
 
+#include <QMetaEnum>
 #include <QNetworkReply>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -12,6 +13,7 @@
 
 #include "sdk/core/string_body.h"
 #include "sdk/qt/TransportErrors.h"
+#include "sdk/qt/detail/CredentialPolicy.h"
 #include "sdk/qt/detail/RedirectPolicy.h"
 #include "support/qt/ScriptedHttpServer.h"
 #include "transport_fixture.h"
@@ -158,6 +160,41 @@ TEST(RedirectPolicy, AnOriginsPortIsItsSchemesDefaultWhenUnsaid)
             << row.from << " to " << row.to;
 }
 
+// A bearer token goes over https, or over plain http to this machine only.
+TEST(CredentialPolicy, ATokenGoesInPlainTextOnlyToThisMachine)
+{
+    using QuorvelSdk::detail::exposesCredentials;
+    const QList<std::pair<QByteArray, QByteArray>> token{{"authorization", "Bearer t"}};
+    for (const char* url : {"http://192.0.2.1/q", "HTTP://example.com/q", "http://localhost.example.com/q"})
+        EXPECT_TRUE(exposesCredentials(QUrl(url), token)) << url;
+    for (const char* url :
+         {"http://127.0.0.1:9/q", "http://127.8.0.1/q", "http://[::1]/q", "http://localhost/q",
+          "http://LocalHost:8080/q", "https://192.0.2.1/q", "HTTPS://example.com/q"})
+        EXPECT_FALSE(exposesCredentials(QUrl(url), token)) << url;
+    EXPECT_FALSE(
+        exposesCredentials(QUrl("http://192.0.2.1/q"), {{"Authorization", ""}, {"X-Token", "Bearer t"}}));
+}
+
+// Every failure the transport names has a sentence of its own, and any
+// other number is named by Qt's name for it, or by the number itself.
+TEST(TransportErrors, EachCauseHasASentenceOfItsOwn)
+{
+    using QuorvelSdk::TransportError::describe;
+    const QMetaEnum qt = QMetaEnum::fromType<QNetworkReply::NetworkError>();
+    QSet<QString> own{describe(QuorvelSdk::TransportError::DeadlinePassed)};
+    for (int i = 0; i < qt.keyCount(); ++i) {
+        if (const QString text = describe(qt.value(i));
+            text != QStringLiteral("The network failed (%1).").arg(qt.key(i)))
+            own.insert(text);
+    }
+    // The transport's eight causes and the four network failures met most.
+    EXPECT_EQ(own.size(), 12);
+    for (const QString& text : own)
+        EXPECT_TRUE(text.front().isUpper() && text.endsWith(u'.') && !text.contains(u"::"))
+            << text.toStdString();
+    EXPECT_EQ(describe(4242), u"The network failed (4242).");
+}
+
 // The service writes a redirect's Location: the warning shows it in the
 // page's notation, never a bidirectional override or a line break raw.
 TEST_F(TransportTest, ARefusedRedirectIsLoggedInTheVisibleNotation)
@@ -300,10 +337,10 @@ TEST_F(TransportReply, AGetAnsweredWithinTheInactivityLimitArrivesOnAFreshServic
     EXPECT_EQ(e.response.body, "slow");
 }
 
-// A reply that keeps trickling never stalls, but ends at the deadline.
+// A reply that keeps trickling ends at the deadline, the only time limit.
 TEST_F(TransportReply, AReplyStillTricklingAtTheDeadlineEnds)
 {
-    service->setLimits({64 * 1024, 60 * 1000, 1});
+    service->setLimits({64 * 1024, 0, 1});
     QTcpServer trickle;
     ASSERT_TRUE(trickle.listen(QHostAddress::LocalHost, 0));
     QTimer drip;
