@@ -4,6 +4,7 @@
 // pins the one request the plug-in sends, byte for byte.
 #include <algorithm>
 #include <memory>
+#include <tuple>
 
 #include <QScopeGuard>
 #include <QTcpServer>
@@ -54,18 +55,21 @@ struct Chain
 };
 
 // The business id's suffix picks the tenant's address but is no part of the
-// business the chat belongs to.
+// business the chat belongs to. The second reply has no version, read as 0.
 TEST(ChainOverQt, ResolvesTheDutyChannelWithTheSignedInToken)
 {
-    const std::pair<const char*, const char*> rows[] = {
-        {"", "/api/business/quorvel/b1/v0/entities/query/vector?Skip=0&Take=1"},
-        {"eu", "/api/business/quorvel/b1.eu/v0/entities/query/vector?Skip=0&Take=1"},
+    const std::tuple<const char*, const char*, qint64> rows[] = {
+        {"", "/api/business/quorvel/b1/v0/entities/query/vector?Skip=0&Take=1", 31},
+        {"eu", "/api/business/quorvel/b1.eu/v0/entities/query/vector?Skip=0&Take=1", 0},
     };
-    for (const auto& [suffix, target] : rows) {
+    for (const auto& [suffix, target, version] : rows) {
         SCOPED_TRACE(suffix);
         QuorvelTest::ScriptedHttpServer server;
         ASSERT_NE(server.start(), 0);
-        server.push({200, {{"Content-Type", "application/json"}}, kTicketReply});
+        server.push(
+            {200,
+             {{"Content-Type", "application/json"}},
+             version ? QByteArray(kTicketReply) : QByteArray(kTicketReply).replace("\"version\":31,", "")});
         Chain chain(server.baseUrl(), QString::fromLatin1(suffix));
         ASSERT_NE(chain.adapter, nullptr);
         // Waits off this thread, which serves the server; after a watchdog,
@@ -79,6 +83,7 @@ TEST(ChainOverQt, ResolvesTheDutyChannelWithTheSignedInToken)
         // The chat's fields as shown are the end-to-end suite's business.
         EXPECT_EQ(result->value().title, QStringLiteral("VPN drops every hour"));
         EXPECT_EQ(result->value().businessId, QStringLiteral("b1"));
+        EXPECT_EQ(result->value().version, version);
 
         const auto received = server.received();
         ASSERT_EQ(received.size(), 1);

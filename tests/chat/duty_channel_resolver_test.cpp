@@ -154,6 +154,10 @@ TEST(DutyChannelResolver, EachFailedExchangeIsSentOnceAndMapped)
         EXPECT_EQ(result.error(), row.error);
         EXPECT_EQ(client->sends().size(), 1u);
     }
+    // A customer's duty channel is not built yet; any other principal needs a tenant to ask.
+    for (const quint32 principal : {0u, 1u, 2u})
+        EXPECT_EQ(DutyChannelChatResolver(nullptr, principal, {}).resolve().error().kind,
+                  principal == 1 ? ErrorKind::NotImplemented : ErrorKind::Validation);
 }
 
 } // namespace

@@ -203,6 +203,13 @@ TEST(TokenRenewal, SignOutStopsTheRenewalAndOutlivesASignInStillUnderWay)
     // A fifth of the lifetime is left, never more than a minute: even a
     // token of one second is renewed before it expires.
     EXPECT_EQ(renewal->interval(), 800);
+    // When it fires, the account fetches a token again and plans the next renewal.
+    endpoint.route(QStringLiteral("/other/token"),
+                   {200, {}, R"({"token_type":"Bearer","expires_in":3600,"access_token":"third"})"});
+    renewal->start(0);
+    ASSERT_TRUE(
+        QuorvelTest::waitUntil([&] { return client->getAccessTokenBytes() == "third" && settled(); }));
+    EXPECT_EQ(renewal->interval(), 3540000);
 }
 
 } // namespace
