@@ -1,5 +1,5 @@
-// The entities query: the exact request it sends, its query string, and what
-// each reply becomes.
+// The entities query: its query string, and what each reply becomes. The
+// exact request the plug-in sends is pinned over the Qt chain.
 
 #include <string>
 #include <vector>
@@ -15,38 +15,10 @@ namespace tarsion::quorvel::api {
 namespace {
 
 using tarsion::testing::fake_token_factory;
-using tarsion::testing::recorded_send;
 using tarsion::testing::scripted_http_client;
 using tarsion::testing::scripted_reply;
 
 constexpr const char* kQueryUrl = "http://127.0.0.1:1/api/business/quorvel/b1/v0/entities/query/vector";
-
-// The query with which the chat layer looks for the duty channel.
-dto::BusinessEntitiesQueryDto duty_channel_query()
-{
-    dto::AttributeValueQueryFilterDto filter;
-    filter.attributeKey = "IS_DEFAULT_CHANNEL";
-    filter.operator_ = "Equals";
-    filter.value = "TRUE";
-    filter.ignoreCase = true;
-    filter.locales = std::vector<std::string>{"EN_US"};
-    dto::EntitiesOptionsDto options;
-    options.includeAttributeValuesByAttributeKeys = std::vector<std::string>{"TICKET_TITLE"};
-    options.includeReferences = true;
-    dto::BusinessEntitiesQueryDto query;
-    query.entitiesByEntityTypeKeys = std::vector<std::string>{"BUSINESS_TICKET"};
-    query.entitiesByEntityTypesWithInheritance = false;
-    query.entitiesByAttributeValues = std::vector{filter};
-    query.entitiesOptions = options;
-    return query;
-}
-
-// Members in their documented order, whatever order they were set in.
-constexpr const char* kDutyChannelJson =
-    R"({"entitiesByEntityTypesWithInheritance":false,"entitiesByAttributeValues":[{"attributeKey":)"
-    R"("IS_DEFAULT_CHANNEL","operator":"Equals","value":"TRUE","ignoreCase":true,"locales":["EN_US"]}],)"
-    R"("entitiesByEntityTypeKeys":["BUSINESS_TICKET"],"entitiesOptions":{)"
-    R"("includeAttributeValuesByAttributeKeys":["TICKET_TITLE"],"includeReferences":true}})";
 
 struct harness
 {
@@ -61,25 +33,6 @@ struct harness
     std::shared_ptr<tenant> t;
 };
 
-TEST(QueryApi, DutyChannelQueryIsSentExactlyAndResentAfterRenewal)
-{
-    harness h({{401, "expired", {}, 0}, {200, "[{}]", {}, 0}}, "new");
-    const auto result = BusinessEntitiesQueryApi(h.t).query_vector(duty_channel_query(), 0u, 1u);
-    ASSERT_TRUE(result.has_value());
-    EXPECT_EQ(result->size(), 1u);
-    const auto sends = h.client->sends();
-    ASSERT_EQ(sends.size(), 2u);
-    for (const auto& [s, token] : {std::pair{sends[0], "tok"}, {sends[1], "new"}}) {
-        EXPECT_EQ(s.verb + " " + s.url, std::string("POST ") + kQueryUrl + "?Skip=0&Take=1");
-        EXPECT_EQ(tarsion::testing::joined(s.headers),
-                  std::string("Content-Type: application/json; Authorization: Bearer ") + token);
-        EXPECT_EQ(s.body, kDutyChannelJson);
-        EXPECT_FALSE(s.disable_redirects);
-    }
-    EXPECT_EQ(BusinessEntitiesQueryApi(nullptr).query_vector({}).error().kind,
-              error_kind::missing_configuration);
-}
-
 TEST(QueryApi, ParametersComeInTheirFixedOrderAndEncoded)
 {
     using P = std::tuple<std::optional<std::uint32_t>, std::optional<std::uint32_t>, std::optional<bool>,
@@ -92,6 +45,7 @@ TEST(QueryApi, ParametersComeInTheirFixedOrderAndEncoded)
         harness h({{200, "[]", {}, 0}});
         ASSERT_TRUE(BusinessEntitiesQueryApi(h.t).query_vector({}, skip, take, replica, engine).has_value());
         EXPECT_EQ(h.client->sends().at(0).url, std::string(kQueryUrl) + query);
+        EXPECT_FALSE(h.client->sends().at(0).disable_redirects);
     }
     std::string all;
     for (int b = 0; b < 256; ++b)
@@ -144,6 +98,8 @@ TEST(QueryApi, EachReplyBecomesRecordsOrAnError)
             EXPECT_EQ(result.error(), c.failure);
         }
     }
+    EXPECT_EQ(BusinessEntitiesQueryApi(nullptr).query_vector({}).error().kind,
+              error_kind::missing_configuration);
 }
 
 } // namespace

@@ -24,9 +24,7 @@ struct AttackRow
 QString redirect(const char* target, int status, const char* path)
 {
     return QStringLiteral(R"({"kind":"status","target":"%1","status":%2,"location":"%ORIGIN%%3"})")
-        .arg(QLatin1String(target))
-        .arg(status)
-        .arg(QLatin1String(path));
+        .arg(QLatin1String(target), QString::number(status), QLatin1String(path));
 }
 
 QString tokenReply(int status, QString json)
@@ -34,8 +32,7 @@ QString tokenReply(int status, QString json)
     json.replace(u'\\', QLatin1String("\\\\")).replace(u'"', QLatin1String("\\\""));
     return QStringLiteral(
                R"({"kind":"status","target":"token","status":%1,"contentType":"application/json","body":"%2"})")
-        .arg(status)
-        .arg(json);
+        .arg(QString::number(status), json);
 }
 
 // Qt's InsecureRedirectError: the transport refused to follow.

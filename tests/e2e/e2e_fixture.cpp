@@ -16,8 +16,7 @@ namespace QuorvelE2E {
 QString failed(const char* kind, int httpCode)
 {
     return QStringLiteral("Resolve failed \u2014 kind: %1, httpCode: %2")
-        .arg(QLatin1String(kind))
-        .arg(httpCode);
+        .arg(QLatin1String(kind), QString::number(httpCode));
 }
 
 QStringList HostRun::lastView() const

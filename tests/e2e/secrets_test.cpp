@@ -67,8 +67,8 @@ TEST_P(SecretsStayOut, NeitherTokensNorTheClientSecretAreEverPrinted)
     if (row.refused) {
         QTcpServer closed;
         ASSERT_TRUE(closed.listen(QHostAddress::LocalHost, 0));
-        options.baseUrl =
-            QStringLiteral("http://e2e:%1@127.0.0.1:%2").arg(urlPassword).arg(closed.serverPort());
+        options.baseUrl = QStringLiteral("http://e2e:%1@127.0.0.1:%2")
+                              .arg(urlPassword, QString::number(closed.serverPort()));
     }
 
     const HostRun run = runHost(options);

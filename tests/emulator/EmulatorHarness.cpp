@@ -1,5 +1,7 @@
 #include "EmulatorHarness.h"
 
+#include <algorithm>
+
 #include <gtest/gtest.h>
 
 #include <QEventLoop>
@@ -18,11 +20,9 @@ const QByteArray kDemoForm = "grant_type=client_credentials&client_id=demo-clien
 
 QByteArray Reply::header(const QByteArray& name) const
 {
-    for (const auto& [n, v] : headers) {
-        if (n.compare(name, Qt::CaseInsensitive) == 0)
-            return v;
-    }
-    return {};
+    const auto found =
+        std::ranges::find_if(headers, [&](const auto& h) { return h.first.toLower() == name.toLower(); });
+    return found == headers.end() ? QByteArray() : found->second;
 }
 
 EmulatorHarness::EmulatorHarness()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <memory>
 
 #include <QLabel>
@@ -52,11 +53,8 @@ struct LoadedPlugin
 
     bool shows(const QString& text) const
     {
-        for (const QLabel* label : page->findChildren<QLabel*>()) {
-            if (label->text() == text)
-                return true;
-        }
-        return false;
+        return std::ranges::any_of(page->findChildren<QLabel*>(),
+                                   [&text](const QLabel* label) { return label->text() == text; });
     }
 
     void signIn(int user)

@@ -74,12 +74,8 @@ QString structure(const DebugInfoWidget& view)
 {
     auto* layout = qobject_cast<QBoxLayout*>(view.layout());
     const QMargins m = layout->contentsMargins();
-    QStringList out{u"%1 margins %2 %3 %4 %5 spacing %6"_s.arg(layout->metaObject()->className())
-                        .arg(m.left())
-                        .arg(m.top())
-                        .arg(m.right())
-                        .arg(m.bottom())
-                        .arg(layout->spacing())};
+    QStringList out{QString::asprintf("%s margins %d %d %d %d spacing %d", layout->metaObject()->className(),
+                                      m.left(), m.top(), m.right(), m.bottom(), layout->spacing())};
     const QFont base = QApplication::font();
     for (int i = 0; i < layout->count(); ++i) {
         QWidget* widget = layout->itemAt(i)->widget();
@@ -89,25 +85,19 @@ QString structure(const DebugInfoWidget& view)
             continue;
         }
         const QFont font = widget->font();
-        line += u"%1 font %2%3pt weight %4 italic %5 family \"%6\" hint %7 strategy %8"_s
-                    .arg(widget->metaObject()->className())
-                    .arg(font.pointSize() >= base.pointSize() ? u"+"_s : QString())
-                    .arg(font.pointSize() - base.pointSize())
-                    .arg(font.weight())
-                    .arg(font.italic())
-                    .arg(font.family() == base.family() ? u"(default)"_s : font.family())
-                    .arg(font.styleHint())
-                    .arg(font.styleStrategy());
+        line += QString::asprintf("%s font %+dpt weight %d italic %d family \"%s\" hint %d strategy %d",
+                                  widget->metaObject()->className(), font.pointSize() - base.pointSize(),
+                                  font.weight(), int(font.italic()),
+                                  font.family() == base.family() ? "(default)" : qPrintable(font.family()),
+                                  int(font.styleHint()), int(font.styleStrategy()));
         if (auto* label = qobject_cast<QLabel*>(widget))
-            line += u" format %1 wrap %2 interaction %3 policy %4"_s.arg(label->textFormat())
-                        .arg(label->wordWrap())
-                        .arg(int(label->textInteractionFlags()))
-                        .arg(label->sizePolicy().horizontalPolicy());
+            line += QString::asprintf(" format %d wrap %d interaction %d policy %d", int(label->textFormat()),
+                                      int(label->wordWrap()), int(label->textInteractionFlags()),
+                                      int(label->sizePolicy().horizontalPolicy()));
         if (auto* text = qobject_cast<QPlainTextEdit*>(widget))
-            line += u" read-only %1 wrap %4 min-height %2 menu %3"_s.arg(text->isReadOnly())
-                        .arg(text->minimumHeight())
-                        .arg(text->contextMenuPolicy())
-                        .arg(text->lineWrapMode());
+            line += QString::asprintf(" read-only %d wrap %d min-height %d menu %d", int(text->isReadOnly()),
+                                      int(text->lineWrapMode()), text->minimumHeight(),
+                                      int(text->contextMenuPolicy()));
         out << line + u" style \"%1\""_s.arg(widget->styleSheet());
     }
     return out.join(u'\n') + u'\n';
@@ -202,12 +192,10 @@ TEST_F(DebugInfoView, WholePagesMatchTheirGoldensAndCopyWhatWasReceived)
     EXPECT_TRUE(QuorvelTest::matchesGolden(golden.filePath(u"resolved.page.txt"_s), page(view)));
     EXPECT_TRUE(QuorvelTest::matchesGolden(golden.filePath(u"layout.page.txt"_s), structure(view)));
 
-    const QStringList received{u"Chat.id: 6f1c2a90-3b4d-4e5f-8a7b-112233445566"_s,
-                               u"Chat.kind: Subject"_s,
-                               u"Chat.title: "_s + chat.title,
-                               u"Chat.isDefaultChannel: true"_s,
-                               u"Chat.version: -42"_s,
-                               u"Chat.stateKey: "_s + chat.stateKey};
+    const QStringList received =
+        u"Chat.id: 6f1c2a90-3b4d-4e5f-8a7b-112233445566|Chat.kind: Subject|Chat.title: %1|"
+        u"Chat.isDefaultChannel: true|Chat.version: -42|Chat.stateKey: %2"_s.arg(chat.title, chat.stateKey)
+            .split(u'|');
     QStringList copies;
     // FieldLabel has no meta-object of its own: every label answers findChildren.
     for (QLabel* label : view.findChildren<QLabel*>()) {

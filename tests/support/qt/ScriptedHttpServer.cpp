@@ -1,5 +1,7 @@
 #include "ScriptedHttpServer.h"
 
+#include <algorithm>
+
 #include <QHostAddress>
 #include <QHttpServerRequest>
 #include <QHttpServerResponder>
@@ -11,19 +13,15 @@ namespace QuorvelTest {
 
 QByteArray ScriptedHttpServer::Received::header(const QByteArray& name) const
 {
-    for (const auto& [n, v] : headers) {
-        if (n.compare(name, Qt::CaseInsensitive) == 0)
-            return v;
-    }
-    return {};
+    const auto found = std::find_if(headers.begin(), headers.end(),
+                                    [&](const auto& h) { return h.first.toLower() == name.toLower(); });
+    return found == headers.end() ? QByteArray() : found->second;
 }
 
 int ScriptedHttpServer::Received::count(const QByteArray& name) const
 {
-    int n = 0;
-    for (const auto& header : headers)
-        n += header.first.compare(name, Qt::CaseInsensitive) == 0 ? 1 : 0;
-    return n;
+    return int(std::count_if(headers.begin(), headers.end(),
+                             [&](const auto& h) { return h.first.toLower() == name.toLower(); }));
 }
 
 ScriptedHttpServer::ScriptedHttpServer(QObject* parent) : QAbstractHttpServer(parent) {}
