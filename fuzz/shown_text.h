@@ -41,6 +41,7 @@ inline qsizetype before_count(QStringView line, QStringView head, QStringView ta
         at < 0 || !line.endsWith(tail)
             ? 0
             : line.sliced(at).chopped(tail.size()).sliced(head.size()).toLongLong(&number);
+    FUZZ_CHECK(!number || count > 0, "a marker reports at least one character left out");
     reported += number ? count : 0;
     return number ? at : -1;
 }
@@ -60,7 +61,9 @@ inline void check_bounded(const QString& text, qsizetype max_line, qsizetype max
                                             u" more characters not shown\n", reported);
         tail == 0) {
         shown.truncate(last);
-        FUZZ_CHECK(shown.size() >= max_chars, "lines are left out only once max_chars is reached");
+        FUZZ_CHECK(shown.size() >= max_chars
+                       && (shown.isEmpty() || shown.lastIndexOf(u'\n', -2) + 1 < max_chars),
+                   "lines are left out once max_chars is reached, and only then");
     }
     QStringList lines;
     for (const QString& line : shown.split(u'\n')) {
