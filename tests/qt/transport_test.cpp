@@ -4,9 +4,12 @@
 // end-to-end suite.
 #include <algorithm>
 #include <optional>
+#include <tuple>
 
 #include <QMetaEnum>
+#include <QLoggingCategory>
 #include <QNetworkReply>
+#include <QRegularExpression>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTimer>
@@ -144,20 +147,15 @@ TEST_F(TransportTest, RedirectsAreFollowedOnlyWithinTheOriginAndTheVerb)
 // compared without regard to case.
 TEST(RedirectPolicy, AnOriginsPortIsItsSchemesDefaultWhenUnsaid)
 {
-    const struct
-    {
-        const char* from;
-        const char* to;
-        bool sameOrigin;
-    } rows[] = {
+    const std::tuple<const char*, const char*, bool> rows[] = {
         {"https://h/a", "https://h:443/b", true}, {"http://h/a", "http://h:80/b", true},
         {"https://h/a", "https://h:80/b", false}, {"http://h/a", "http://h:443/b", false},
         {"HTTPS://H/a", "https://h/b", true},     {"http://h:8080/", "http://h:8081/", false},
     };
-    for (const auto& row : rows)
-        EXPECT_EQ(QuorvelSdk::detail::redirectRefusal(QUrl(row.from), QUrl(row.to), 307, "POST") == nullptr,
-                  row.sameOrigin)
-            << row.from << " to " << row.to;
+    for (const auto& [from, to, sameOrigin] : rows)
+        EXPECT_EQ(QuorvelSdk::detail::redirectRefusal(QUrl(from), QUrl(to), 307, "POST") == nullptr,
+                  sameOrigin)
+            << from << " to " << to;
 }
 
 // A bearer token goes over https, or over plain http to this machine only.
@@ -193,23 +191,6 @@ TEST(TransportErrors, EachCauseHasASentenceOfItsOwn)
         EXPECT_TRUE(text.front().isUpper() && text.endsWith(u'.') && !text.contains(u"::"))
             << text.toStdString();
     EXPECT_EQ(describe(4242), u"The network failed (4242).");
-}
-
-// The service writes a redirect's Location: the warning shows it in the
-// page's notation, never a bidirectional override or a line break raw.
-TEST_F(TransportTest, ARefusedRedirectIsLoggedInTheVisibleNotation)
-{
-    server.route("/start", {307,
-                            {{"Location", "http://127.0.0.2:9/a\xE2\x80\xAE"
-                                          "b\xE2\x80\xA8"
-                                          "c"}},
-                            ""});
-    LogCapture log;
-    EXPECT_EQ(send("POST", "/start", "{}").result, QNetworkReply::InsecureRedirectError);
-    const QString logged = log.messages().join(u'\n');
-    EXPECT_TRUE(logged.contains(QStringLiteral("127.0.0.2:9/a\u27E8U+202E\u27E9b\u27E8U+2028\u27E9c")))
-        << logged.toStdString();
-    EXPECT_FALSE(logged.contains(QChar(0x202E)) || logged.contains(QChar(0x2028)));
 }
 
 // A request body as another user of the SDK might write one: read in pieces
@@ -357,13 +338,46 @@ TEST_F(TransportReply, AReplyStillTricklingAtTheDeadlineEnds)
     EXPECT_EQ(log.count("not over after 1 ms"), 1) << log.messages().join('\n').toStdString();
 }
 
-TEST_F(TransportReply, CookiesAreNeitherKeptNorSent)
+// With debug lines on, each exchange ends in one line: its verb, its URL
+// without user-info, and its status or error number. A warning names both,
+// and shows what the service wrote (a redirect's Location) in the page's
+// notation, never a bidirectional override or a line break raw. A cookie
+// one reply sets is neither kept nor sent with the next request.
+TEST_F(TransportReply, EachExchangeIsTracedOnOneLineAndNoCookieIsKept)
 {
+    QLoggingCategory::setFilterRules(QStringLiteral("vyx.plugin.chat.debug=true"));
+    const std::string origin = server.baseUrl().toStdString();
     server.push({200, {{"Set-Cookie", "session=abc; Path=/"}}, "first"});
-    ASSERT_EQ(send("GET", "/one").result, 0);
-    ASSERT_EQ(send("GET", "/two").result, 0);
-    ASSERT_EQ(server.received().size(), 2);
-    EXPECT_EQ(server.received().at(1).count("Cookie"), 0);
+    server.push({204, {}, ""});
+    server.route("/moved", {307,
+                            {{"Location", "http://127.0.0.2:9/a\xE2\x80\xAE"
+                                          "b\xE2\x80\xA8"
+                                          "c"}},
+                            ""});
+    LogCapture log;
+    sendTo("GET", origin + "/one?a=1", nullptr);
+    sendTo("DELETE", origin.substr(0, 7) + "u:pw@" + origin.substr(7) + "/two", nullptr);
+    send("POST", "/moved", "{}");
+    service->setLimits({1, 0});
+    send("GET", "/three");
+    QLoggingCategory::setFilterRules({});
+    const QString traced =
+        log.messages()
+            .join(u'\n')
+            .replace(server.baseUrl(), QStringLiteral("ORIGIN"))
+            .replace(QRegularExpression(QStringLiteral(" in \\d+ ms")), QStringLiteral(" in N ms"));
+    EXPECT_EQ(traced, QStringLiteral(
+                          "QtHttpNetworkService: GET ORIGIN/one?a=1 status 200 in N ms\n"
+                          "QtHttpNetworkService: DELETE ORIGIN/two status 204 in N ms\n"
+                          "QtHttpNetworkService: redirect to another origin refused (status 307, to "
+                          "http://127.0.0.2:9/a\u27E8U+202E\u27E9b\u27E8U+2028\u27E9c); verb \"POST\" url "
+                          "\"ORIGIN/moved\"\n"
+                          "QtHttpNetworkService: POST ORIGIN/moved failed 11 in N ms\n"
+                          "QtHttpNetworkService: reply announces 2 bytes, more than the limit of 1; exchange "
+                          "aborted; verb \"GET\" url \"ORIGIN/three\"\n"
+                          "QtHttpNetworkService: GET ORIGIN/three failed 299 in N ms"));
+    for (const auto& received : server.received())
+        EXPECT_EQ(received.count("Cookie"), 0) << received.target.toStdString();
 }
 
 } // namespace
