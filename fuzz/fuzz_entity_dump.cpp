@@ -31,6 +31,7 @@
 #include "sdk/json/json_reader.h"
 #include "sdk/json/json_writer.h"
 #include "shown_text.h"
+#include "support/full_entity.h"
 #include "view/EntityDump.h"
 
 namespace {
@@ -53,14 +54,7 @@ EntityDto full_entity()
 {
     json_node root;
     EntityDto e;
-    tarsion::parse_json(R"({"id":"00000000-0000-0000-0000-000000000001","entityTypeKey":"T","entityTypeId":
-        "00000000-0000-0000-0000-000000000002","referencedTo":[{"key":"r"}],"stateId":
-        "00000000-0000-0000-0000-000000000003","stateKey":"S","isDraft":true,"version":9,"deleted":"d","localization":
-        {"stateKey":"L","localeStates":{"en":"x"}},"attributeValues":[{"attributeKey":"a","valueLocales":[{"key":"en"}]}],
-        "customerNumber":"c","schemaAppKey":"k","hash":"h","hashSignature":"s","schemaAppId":
-        "00000000-0000-0000-0000-000000000004","hashType":"t","originalSchemaApp":{"key":"o"},"originalId":
-        "00000000-0000-0000-0000-000000000005"})",
-                        root);
+    tarsion::parse_json(tarsion::testing::kFullEntity, root);
     FUZZ_CHECK(e.from_json(root), "the full entity reads");
     return e;
 }

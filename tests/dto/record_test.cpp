@@ -23,6 +23,7 @@
 #include "sdk/dto/ReferencedQueryFilterDto.h"
 #include "sdk/json/json_reader.h"
 #include "sdk/json/json_writer.h"
+#include "support/full_entity.h"
 
 namespace tarsion::quorvel::dto {
 namespace {
@@ -159,15 +160,6 @@ TEST(RecordRoundTrip, EveryRecordWritesItsKeysInOrderAndReadsBack)
 
 #define NIL_ID "\"00000000-0000-0000-0000-000000000000\""
 
-constexpr const char* kFullEntity =
-    R"({"id":"00000000-0000-0000-0000-000000000001","entityTypeKey":"T","entityTypeId":)"
-    R"("00000000-0000-0000-0000-000000000002","referencedTo":[{"key":"r"}],"stateId":)"
-    R"("00000000-0000-0000-0000-000000000003","stateKey":"S","isDraft":true,"version":9,"deleted":"d",)"
-    R"("localization":{"stateKey":"L","localeStates":{"en":"x"}},"attributeValues":[{"attributeKey":"a"}],)"
-    R"("customerNumber":"c","schemaAppKey":"k","schemaAppId":"00000000-0000-0000-0000-000000000004",)"
-    R"("hash":"h","hashSignature":"s","hashType":"t","originalId":"00000000-0000-0000-0000-000000000005",)"
-    R"("originalSchemaApp":{"key":"o","version":"1"}})";
-
 // What a read entity holds, seen through what it writes back.
 TEST(RecordReading, KeysKindsAndFailures)
 {
@@ -179,7 +171,7 @@ TEST(RecordReading, KeysKindsAndFailures)
     } cases[] = {
         // Every member with its own value: a field table row that reads one
         // member into another's field shows.
-        {kFullEntity, true, kFullEntity},
+        {testing::kFullEntity, true, testing::kFullEntity},
         {R"({"Id":"0123abcd-0000-0000-0000-0000000000FF"})", true,
          R"({"id":"0123abcd-0000-0000-0000-0000000000ff"})"},
         {R"({"STATEKEY":"b","stateKey":"a"})", true, R"({"stateKey":"b"})"},

@@ -37,6 +37,7 @@ TEST(TokenReply, AcceptsOnlyAWellFormedBearerToken)
         {200, R"({"access_token":"a-Z0.9_~+/x==","token_type":"Bearer","expires_in":3600})", "", 3600},
         {200, R"({"access_token":"a-Z0.9_~+/x==","token_type":"bEaReR"})", ""},
         {200, R"({"access_token":"a b","token_type":"Bearer"})", badToken},
+        {200, R"({"access_token":"==","token_type":"Bearer"})", badToken},
         {200, R"({"access_token":")" + QByteArray(8193, 'a') + R"(","token_type":"Bearer"})",
          "access token longer than 8192 bytes"},
         {200, R"({"access_token":"t","token_type":"Bearer","expires_in":0})", badLifetime},
