@@ -5,6 +5,8 @@
 #include <QRegularExpression>
 #include <QProcess>
 
+#include <tuple>
+
 namespace QuorvelE2E {
 namespace {
 
@@ -13,37 +15,33 @@ namespace {
 TEST(HostCommandLine, AnswersWithTheDocumentedExitCode)
 {
     const QString plugins = QStringLiteral(QUORVEL_PLUGIN_DIR);
-    const struct
-    {
-        QStringList arguments;
-        int exitCode;
-        QString expected; // the start of stdout for exit code 0, else in stderr
-    } rows[] = {
+    // Arguments, exit code, and the start of stdout for exit code 0, else a part of stderr.
+    const std::tuple<QStringList, int, QString> rows[] = {
         {{"--help"}, 0, "Usage: "},
         {{"--plugins", plugins, "--page", "Mail", "--print-view"}, 1, "no page \"Mail\"; pages: Chat"},
         {{"--plugins", plugins, "--settle-ms", "0", "--screenshot", "/nonexistent/page.png"},
          6,
          "cannot write /nonexistent/page.png"},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.arguments.join(' ').toStdString());
+    for (const auto& [arguments, exitCode, expected] : rows) {
+        SCOPED_TRACE(arguments.join(' ').toStdString());
         QProcess host;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.remove(QStringLiteral("DISPLAY"));
         env.remove(QStringLiteral("WAYLAND_DISPLAY"));
         // Help needs no display at all; a page needs one, offscreen will do.
-        if (row.exitCode == 0)
+        if (exitCode == 0)
             env.remove(QStringLiteral("QT_QPA_PLATFORM"));
         else
             env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
         host.setProcessEnvironment(env);
-        host.start(QStringLiteral(QUORVEL_HOST_BIN), row.arguments);
+        host.start(QStringLiteral(QUORVEL_HOST_BIN), arguments);
         ASSERT_TRUE(host.waitForFinished(kStartMs));
         const QString out = QString::fromUtf8(host.readAllStandardOutput());
         const QString err = QString::fromUtf8(host.readAllStandardError());
         EXPECT_EQ(host.exitStatus(), QProcess::NormalExit) << err.toStdString();
-        EXPECT_EQ(host.exitCode(), row.exitCode) << err.toStdString();
-        EXPECT_TRUE(row.exitCode == 0 ? out.startsWith(row.expected) : err.contains(row.expected))
+        EXPECT_EQ(host.exitCode(), exitCode) << err.toStdString();
+        EXPECT_TRUE(exitCode == 0 ? out.startsWith(expected) : err.contains(expected))
             << out.toStdString() << err.toStdString();
     }
 }

@@ -12,6 +12,7 @@
 #include <QRegularExpression>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <QThread>
 #include <QTimer>
 
 #include "sdk/core/string_body.h"
@@ -378,6 +379,8 @@ TEST_F(TransportReply, EachExchangeIsTracedOnOneLineAndNoCookieIsKept)
                           "QtHttpNetworkService: GET ORIGIN/three failed 299 in N ms"));
     for (const auto& received : server.received())
         EXPECT_EQ(received.count("Cookie"), 0) << received.target.toStdString();
+    // Named for debuggers and logs.
+    EXPECT_EQ(service->findChild<QThread*>()->objectName(), "QuorvelSdk-Net");
 }
 
 } // namespace
