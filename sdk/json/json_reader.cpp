@@ -239,12 +239,11 @@ private:
             default:
                 if (first_token() && state_ == expect::next) {
                     // The whole text is one scalar; setting it destroys
-                    // whatever the root held. A token after it is refused
-                    // where every parse ends.
+                    // whatever the root held.
                     frames_.clear();
                     scratch_.clear();
                     assign_scalar(root_, t);
-                    return p;
+                    return has_token_at(p, end_) ? nullptr : p;
                 }
                 if (!scalar(t))
                     return nullptr;
