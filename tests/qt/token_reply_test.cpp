@@ -80,7 +80,12 @@ TEST(ClientCredentials, PostsTheFormAndNamesEachFailure)
     QuorvelTest::ScriptedHttpServer endpoint;
     ASSERT_NE(endpoint.start(), 0);
     endpoint.route(QStringLiteral("/ok"), {200, {}, R"({"access_token":"t1","token_type":"Bearer"})"});
-    endpoint.route(QStringLiteral("/big"), {200, {}, QByteArray(65537, ' ')});
+    // Announces far more than a token reply may hold, then waits.
+    QTcpServer lying;
+    ASSERT_TRUE(lying.listen(QHostAddress::LocalHost, 0));
+    QObject::connect(&lying, &QTcpServer::newConnection, [&lying] {
+        lying.nextPendingConnection()->write("HTTP/1.1 200 OK\r\nContent-Length: 100000000\r\n\r\n{");
+    });
     QTcpServer closed;
     ASSERT_TRUE(closed.listen(QHostAddress::LocalHost, 0));
     const QString refused = QStringLiteral("http://127.0.0.1:%1/x").arg(closed.serverPort());
@@ -88,7 +93,8 @@ TEST(ClientCredentials, PostsTheFormAndNamesEachFailure)
     const std::pair<QString, QString> rows[] = {
         {endpoint.baseUrl() + "/ok", "t1"},
         {QString(), "no token endpoint configured"},
-        {endpoint.baseUrl() + "/big", "token endpoint reply larger than 65536 bytes"},
+        {QStringLiteral("http://127.0.0.1:%1/t").arg(lying.serverPort()),
+         "token endpoint reply larger than 65536 bytes"},
         {refused, "token endpoint unreachable: Connection refused"},
     };
     for (const auto& [url, outcome] : rows) {

@@ -39,10 +39,7 @@ QStringList LogCapture::messages() const
 
 int LogCapture::count(const QString& fragment) const
 {
-    int n = 0;
-    for (const QString& m : messages())
-        n += m.contains(fragment) ? 1 : 0;
-    return n;
+    return int(messages().filter(fragment).size());
 }
 
 } // namespace QuorvelTest
