@@ -2,7 +2,6 @@
 // inputs the fuzzers kept and the failures they found, each held to every
 // property the harness checks. A violated property aborts after the name of
 // the input on its way.
-#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>

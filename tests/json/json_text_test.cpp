@@ -277,6 +277,7 @@ TEST(JsonWriterEscape, EveryByteAtEveryPositionAndAlignment)
                     text[offset + at] = static_cast<char>(byte);
                     const std::string_view view = std::string_view(text).substr(offset);
                     ASSERT_EQ(tarsion::escape_text(view), escaped(view)) << "byte " << byte << " at " << at;
+                    ASSERT_EQ(tarsion::unescape_text(escaped(view)), view) << "byte " << byte << " at " << at;
                 }
             }
         }
@@ -286,6 +287,8 @@ TEST(JsonWriterEscape, EveryByteAtEveryPositionAndAlignment)
     json_node quotes;
     quotes.set_value(std::string((1 << 20) - 100, '"'), true);
     EXPECT_TRUE(compact(quotes) == '"' + escaped(quotes.value) + '"');
+    // Any other escaped byte stands for itself; a backslash at the end is dropped.
+    EXPECT_EQ(tarsion::unescape_text("\\q\\u\\"), "qu");
     std::string out = "kept";
     tarsion::append_escaped(out, "a\"/\\\r\n");
     EXPECT_EQ(out, "kepta\\\"\\/\\\\\\r\\n");
