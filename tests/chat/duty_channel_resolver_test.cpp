@@ -2,7 +2,6 @@
 // is chosen and how every SDK failure becomes a chat Error. The request it
 // sends and the chat it makes are checked over the Qt chain.
 #include <memory>
-#include <variant>
 #include <string>
 #include <tuple>
 
@@ -98,7 +97,6 @@ TEST(ResultTest, ADefaultResultHoldsAnUnknownError)
     const Result<Chat> result;
     EXPECT_FALSE(result.hasValue());
     EXPECT_EQ(result.error(), err(ErrorKind::Unknown, "", -1));
-    EXPECT_THROW(result.value(), std::bad_variant_access);
 }
 
 // One reply per way the exchange can fail, through the tenant the chain

@@ -347,7 +347,6 @@ TEST_F(TransportReply, AReplyStillTricklingAtTheDeadlineEnds)
 TEST_F(TransportReply, EachExchangeIsTracedOnOneLineAndNoCookieIsKept)
 {
     QLoggingCategory::setFilterRules(QStringLiteral("vyx.plugin.chat.debug=true"));
-    const std::string origin = server.baseUrl().toStdString();
     server.push({200, {{"Set-Cookie", "session=abc; Path=/"}}, "first"});
     server.push({204, {}, ""});
     server.route("/moved", {307,
@@ -356,8 +355,8 @@ TEST_F(TransportReply, EachExchangeIsTracedOnOneLineAndNoCookieIsKept)
                                           "c"}},
                             ""});
     LogCapture log;
-    sendTo("GET", origin + "/one?a=1", nullptr);
-    sendTo("DELETE", origin.substr(0, 7) + "u:pw@" + origin.substr(7) + "/two", nullptr);
+    send("GET", "/one?a=1");
+    sendTo("DELETE", server.baseUrl().toStdString().insert(7, "u:pw@") + "/two", nullptr);
     send("POST", "/moved", "{}");
     service->setLimits({1, 0});
     send("GET", "/three");

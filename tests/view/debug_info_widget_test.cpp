@@ -221,6 +221,10 @@ TEST_F(DebugInfoView, WholePagesMatchTheirGoldensAndCopyWhatWasReceived)
     EXPECT_TRUE(QuorvelTest::matchesGolden(golden.filePath(u"failed.page.txt"_s), page(view)));
     EXPECT_EQ(copied([this] { view.findChildren<QLabel*>().at(Id)->actions().at(0)->trigger(); }),
               u"\u2067409\u2069 conflict\nChat.id: forged"_s);
+    // The cut title before it is gone whole: no tooltip, nothing to copy.
+    QLabel* title = view.findChildren<QLabel*>().at(ChatTitle);
+    EXPECT_TRUE(title->toolTip().isEmpty()
+                && copied([title] { title->actions().at(0)->trigger(); }).isEmpty());
 }
 
 TEST_F(DebugInfoView, AnAnswerArrivingAfterSignOutIsNeverShown)

@@ -29,8 +29,7 @@ ScriptedHttpServer::ScriptedHttpServer(QObject* parent) : QAbstractHttpServer(pa
 quint16 ScriptedHttpServer::start(const QHostAddress& address, quint16 port)
 {
     m_address = address;
-    m_port = listen(address, port);
-    return m_port;
+    return m_port = listen(address, port);
 }
 
 QString ScriptedHttpServer::baseUrl() const
