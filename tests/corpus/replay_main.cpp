@@ -1,7 +1,7 @@
 // Runs a fuzzer's harness over every file of the folders it is given: the
 // inputs the fuzzers kept and the failures they found, each held to every
-// property the harness checks. A violated property aborts after the name of
-// the input on its way.
+// property the harness checks. Each input's name is printed before it runs,
+// so that a violated property, which aborts, names the input that broke it.
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>

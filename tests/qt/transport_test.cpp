@@ -6,8 +6,8 @@
 #include <optional>
 #include <tuple>
 
-#include <QMetaEnum>
 #include <QLoggingCategory>
+#include <QMetaEnum>
 #include <QNetworkReply>
 #include <QRegularExpression>
 #include <QTcpServer>
