@@ -20,8 +20,8 @@ const QByteArray kDemoForm = "grant_type=client_credentials&client_id=demo-clien
 
 QByteArray Reply::header(const QByteArray& name) const
 {
-    const auto found =
-        std::ranges::find_if(headers, [&](const auto& h) { return h.first.toLower() == name.toLower(); });
+    const auto found = std::ranges::find_if(
+        headers, [&name](const auto& h) { return h.first.compare(name, Qt::CaseInsensitive) == 0; });
     return found == headers.end() ? QByteArray() : found->second;
 }
 

@@ -13,15 +13,15 @@ namespace QuorvelTest {
 
 QByteArray ScriptedHttpServer::Received::header(const QByteArray& name) const
 {
-    const auto found = std::find_if(headers.begin(), headers.end(),
-                                    [&](const auto& h) { return h.first.toLower() == name.toLower(); });
+    const auto named = [&name](const auto& h) { return h.first.compare(name, Qt::CaseInsensitive) == 0; };
+    const auto found = std::find_if(headers.begin(), headers.end(), named);
     return found == headers.end() ? QByteArray() : found->second;
 }
 
 int ScriptedHttpServer::Received::count(const QByteArray& name) const
 {
-    return int(std::count_if(headers.begin(), headers.end(),
-                             [&](const auto& h) { return h.first.toLower() == name.toLower(); }));
+    const auto named = [&name](const auto& h) { return h.first.compare(name, Qt::CaseInsensitive) == 0; };
+    return int(std::count_if(headers.begin(), headers.end(), named));
 }
 
 ScriptedHttpServer::ScriptedHttpServer(QObject* parent) : QAbstractHttpServer(parent) {}
