@@ -55,7 +55,7 @@ namespace {
 bool same_tree(const tarsion::json_node& ours, const nlohmann::ordered_json& theirs, std::string& where)
 {
     const auto fail = [&](std::string_view why) {
-        where = std::string(why) + " at key \"" + ours.key + "\"";
+        where = std::string(why) + " at key \"" + ours.key.str() + "\"";
         return false;
     };
     if (theirs.is_object() || theirs.is_array()) {

@@ -54,7 +54,7 @@ bool get_map(const json_node& node, const char* key, std::map<std::string, std::
     if (member == nullptr)
         return false;
     for (const json_node& child : member->children)
-        out.insert_or_assign(child.key, child.value);
+        out.insert_or_assign(child.key.str(), child.value.str());
     return true;
 }
 

@@ -59,8 +59,8 @@ json_node& json_node::operator=(json_node&& other) noexcept
         return *this;
     // `other` may live inside this node's own subtree: take everything out of
     // it before the old children (and with them `other`) are destroyed.
-    std::string new_key = std::move(other.key);
-    std::string new_value = std::move(other.value);
+    json_text new_key = std::move(other.key);
+    json_text new_value = std::move(other.value);
     const bool new_quoted = other.quoted;
     const bool new_array = other.is_array;
     const bool new_object = other.is_object;
@@ -117,8 +117,8 @@ json_node& json_node::append_child(std::string_view child_key, std::string_view 
         // key or text may view, stay where they are.
         json_node& child = children.emplace_back();
         try {
-            child.key.assign(child_key.data(), child_key.size());
-            child.value.assign(text.data(), text.size());
+            child.key.assign(child_key);
+            child.value.assign(text);
         } catch (...) {
             children.pop_back(); // a failed append adds nothing
             throw;

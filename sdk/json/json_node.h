@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "sdk/json/json_text.h"
+
 namespace tarsion {
 
 // One node of the SDK's JSON tree. There is no kind enumeration: a string is a
@@ -20,8 +22,8 @@ namespace tarsion {
 // depth is bounded by memory, not by the stack.
 struct json_node
 {
-    std::string key;
-    std::string value;
+    json_text key;
+    json_text value;
     bool quoted = true;
     bool is_array = false;
     bool is_object = false;

@@ -292,6 +292,16 @@ private:
         if (count == 0)
             return;
         std::vector<json_node>& children = container.children;
+        if (f.first == 0 && children.empty()) {
+            // The root's members are the whole list: hand the list over
+            // instead of moving each member. Its spare capacity was never
+            // written, so for a large document it was never backed by memory.
+            children = std::move(scratch_);
+            scratch_ = {};
+            for (json_node& member : children)
+                member.parent = &container;
+            return;
+        }
         const std::size_t before = children.size();
         children.reserve(before + count);
         const auto from = scratch_.begin() + static_cast<std::ptrdiff_t>(f.first);
@@ -424,19 +434,13 @@ private:
         return {t.begin, static_cast<std::size_t>(t.end - t.begin)};
     }
 
-    static void assign_text(std::string& out, std::string_view span, bool has_backslash)
+    static void assign_text(json_text& out, std::string_view span, bool has_backslash)
     {
         if (has_backslash) {
             unescape_into(out, span);
             return;
         }
-        // Cheaper than assign(), whose general path allows for the source
-        // overlapping the string. The size handed to the operation is not
-        // used: GCC 12's library passes the grown capacity instead.
-        out.resize_and_overwrite(span.size(), [span](char* buffer, std::size_t) noexcept {
-            std::memcpy(buffer, span.data(), span.size());
-            return span.size();
-        });
+        out.assign(span);
     }
 
     static void assign_scalar(json_node& node, const token& t)
@@ -476,6 +480,26 @@ char unescaped(char c) noexcept
     }
 }
 
+// Writes the unescaped span to `buffer`, which has room for the span's
+// size (unescaping never lengthens it); returns the bytes written.
+std::size_t unescape_to(char* buffer, std::string_view span) noexcept
+{
+    const char* run = span.data();
+    const char* const end = run + span.size();
+    char* out_end = buffer;
+    while (run != end) {
+        const void* hit = std::memchr(run, '\\', static_cast<std::size_t>(end - run));
+        const char* const slash = hit != nullptr ? static_cast<const char*>(hit) : end;
+        std::memcpy(out_end, run, static_cast<std::size_t>(slash - run));
+        out_end += slash - run;
+        if (slash == end || slash + 1 == end)
+            break; // a backslash at the very end is dropped
+        *out_end++ = unescaped(slash[1]);
+        run = slash + 2;
+    }
+    return static_cast<std::size_t>(out_end - buffer);
+}
+
 } // namespace
 
 namespace {
@@ -507,22 +531,7 @@ void unescape_into(std::string& out, std::string_view span)
 {
     // Unescaping never lengthens the text, so its size is a bound. The span
     // may view `out` itself, so the result is built apart when it might.
-    const auto unescape = [span](char* buffer, std::size_t) noexcept {
-        const char* run = span.data();
-        const char* const end = run + span.size();
-        char* out_end = buffer;
-        while (run != end) {
-            const void* hit = std::memchr(run, '\\', static_cast<std::size_t>(end - run));
-            const char* const slash = hit != nullptr ? static_cast<const char*>(hit) : end;
-            std::memcpy(out_end, run, static_cast<std::size_t>(slash - run));
-            out_end += slash - run;
-            if (slash == end || slash + 1 == end)
-                break; // a backslash at the very end is dropped
-            *out_end++ = unescaped(slash[1]);
-            run = slash + 2;
-        }
-        return static_cast<std::size_t>(out_end - buffer);
-    };
+    const auto unescape = [span](char* buffer, std::size_t) noexcept { return unescape_to(buffer, span); };
     const std::less<const char*> before;
     if (!before(span.data(), out.data()) && !before(out.data() + out.size(), span.data())) {
         std::string result;
@@ -531,6 +540,12 @@ void unescape_into(std::string& out, std::string_view span)
         return;
     }
     out.resize_and_overwrite(span.size(), unescape);
+}
+
+void unescape_into(json_text& out, std::string_view span)
+{
+    // assign_with never hands out a buffer that holds the old text.
+    out.assign_with(span.size(), [span](char* buffer) noexcept { return unescape_to(buffer, span); });
 }
 
 std::string unescape_text(std::string_view span)

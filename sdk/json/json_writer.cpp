@@ -152,7 +152,7 @@ std::size_t node_bound(const json_node& node) noexcept
     return 2 * (node.key.size() + node.value.size()) + 8;
 }
 
-QUORVEL_ALWAYS_INLINE char* put_escaped(char* out, const std::string& text) noexcept
+QUORVEL_ALWAYS_INLINE char* put_escaped(char* out, std::string_view text) noexcept
 {
     const char* s = text.data();
     const char* const end = s + text.size();

@@ -91,7 +91,7 @@ void expect_round_trip(const char* keys)
     ASSERT_TRUE(parse_json(text, root));
     std::string written_keys;
     for (const json_node& member : root.children)
-        written_keys += (written_keys.empty() ? "" : ",") + member.key;
+        written_keys += (written_keys.empty() ? "" : ",") + member.key.str();
     EXPECT_EQ(written_keys, keys);
     // Each key maps to the member declared in its place. A row naming
     // another member reads and writes it alike, which no round trip shows.

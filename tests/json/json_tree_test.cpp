@@ -67,7 +67,7 @@ TEST(JsonTreeParentLinks, HoldThroughGrowthCopiesMovesAndAssignments)
     root.add_value("k", "v", true);
     for (int i = 0; i < 40; ++i)
         root.add_value(root.children.front().key, root.children.front().value, true);
-    EXPECT_EQ(root.children.back().key + root.children.back().value, "kv");
+    EXPECT_EQ(root.children.back().key.str() + root.children.back().value.str(), "kv");
 }
 
 TEST(JsonTreeDepth, DeepNestsNeverRecurse)

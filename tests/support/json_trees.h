@@ -33,10 +33,10 @@ inline std::string first_difference(const tarsion::json_node& expected, const ta
         pending.pop_back();
         if (e->key != a->key || e->value != a->value || e->quoted != a->quoted || e->is_array != a->is_array
             || e->is_object != a->is_object || e->children.size() != a->children.size())
-            return "\"" + e->key + "\":\"" + e->value + "\" differs";
+            return "\"" + e->key.str() + "\":\"" + e->value.str() + "\" differs";
         for (std::size_t i = 0; i < e->children.size(); ++i) {
             if (a->children[i].parent != a)
-                return "\"" + a->children[i].key + "\" has a wrong parent";
+                return "\"" + a->children[i].key.str() + "\" has a wrong parent";
             pending.emplace_back(&e->children[i], &a->children[i]);
         }
     }
