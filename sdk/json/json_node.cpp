@@ -10,14 +10,14 @@ namespace {
 // Destroys a list of subtrees without recursion: every child list is moved
 // onto a work stack before its owner dies, so no destructor ever sees a node
 // that still has children.
-void destroy_iteratively(std::vector<json_node>&& nodes) noexcept
+void destroy_iteratively(json_node_list&& nodes) noexcept
 {
     if (nodes.empty())
         return;
-    std::vector<std::vector<json_node>> pending;
+    std::vector<json_node_list> pending;
     pending.push_back(std::move(nodes));
     while (!pending.empty()) {
-        std::vector<json_node> batch = std::move(pending.back());
+        json_node_list batch = std::move(pending.back());
         pending.pop_back();
         for (json_node& node : batch) {
             // Large trees do not fit in the caches: ask early for what the
@@ -64,7 +64,7 @@ json_node& json_node::operator=(json_node&& other) noexcept
     const bool new_quoted = other.quoted;
     const bool new_array = other.is_array;
     const bool new_object = other.is_object;
-    std::vector<json_node> new_children = std::move(other.children);
+    json_node_list new_children = std::move(other.children);
 
     destroy_children();
     key = std::move(new_key);
@@ -113,8 +113,8 @@ json_node& json_node::append_child(std::string_view child_key, std::string_view 
                                    bool array, bool object)
 {
     if (children.size() < children.capacity()) {
-        // No reallocation: the siblings, and any string of theirs that the
-        // key or text may view, stay where they are.
+        // No relocation: the siblings, and any text of theirs that the key
+        // or text may view, stay where they are.
         json_node& child = children.emplace_back();
         try {
             child.key.assign(child_key);
@@ -129,20 +129,18 @@ json_node& json_node::append_child(std::string_view child_key, std::string_view 
         child.parent = this;
         return child;
     }
-    // The key or text may view a sibling's strings, which growing the list
-    // moves and frees: copy them before the list can grow.
-    json_node fresh;
-    fresh.key.assign(child_key);
-    fresh.value.assign(text);
-    fresh.quoted = is_quoted;
-    fresh.is_array = array;
-    fresh.is_object = object;
-    const json_node* const before = children.data();
-    json_node& child = children.emplace_back(std::move(fresh));
-    if (children.data() != before)
-        adopt_children(); // the siblings were moved, and a moved node is a root
-    else
-        child.parent = this;
+    // The key or text may view a sibling's inline text, which growing the
+    // list relocates: copy them before the list can grow. Growing re-points
+    // what must be re-pointed; the siblings' own parent is still this node.
+    json_text fresh_key(child_key);
+    json_text fresh_value(text);
+    json_node& child = children.emplace_back();
+    child.key = std::move(fresh_key);
+    child.value = std::move(fresh_value);
+    child.quoted = is_quoted;
+    child.is_array = array;
+    child.is_object = object;
+    child.parent = this;
     return child;
 }
 

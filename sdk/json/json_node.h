@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "sdk/json/json_node_list.h"
 #include "sdk/json/json_text.h"
 
 namespace tarsion {
@@ -28,7 +29,7 @@ struct json_node
     bool is_array = false;
     bool is_object = false;
     json_node* parent = nullptr;
-    std::vector<json_node> children;
+    json_node_list children;
 
     json_node() = default;
     // A copy is a new root: its parent is null.
@@ -76,5 +77,47 @@ private:
     void copy_children_from(const json_node& source);
     void adopt_children() noexcept;
 };
+
+inline json_node* json_node_list::items(header* block) noexcept
+{
+    return reinterpret_cast<json_node*>(block + 1);
+}
+inline const json_node* json_node_list::items(const header* block) noexcept
+{
+    return reinterpret_cast<const json_node*>(block + 1);
+}
+inline json_node* json_node_list::data() noexcept
+{
+    return block_ == nullptr ? nullptr : items(block_);
+}
+inline const json_node* json_node_list::data() const noexcept
+{
+    return block_ == nullptr ? nullptr : items(block_);
+}
+inline json_node* json_node_list::end() noexcept
+{
+    return block_ == nullptr ? nullptr : items(block_) + block_->size;
+}
+inline const json_node* json_node_list::end() const noexcept
+{
+    return block_ == nullptr ? nullptr : items(block_) + block_->size;
+}
+inline json_node& json_node_list::operator[](std::size_t i) noexcept
+{
+    return items(block_)[i];
+}
+inline const json_node& json_node_list::operator[](std::size_t i) const noexcept
+{
+    return items(block_)[i];
+}
+
+inline json_node& json_node_list::back() noexcept
+{
+    return end()[-1];
+}
+inline const json_node& json_node_list::back() const noexcept
+{
+    return end()[-1];
+}
 
 } // namespace tarsion

@@ -276,10 +276,9 @@ private:
     {
         if (node.children.empty())
             return;
-        std::vector<json_node> existing = std::move(node.children);
-        node.children = {};
-        for (json_node& member : existing)
-            scratch_.push_back(std::move(member)); // may move `node`
+        // Out of `node` first: growing the list may relocate `node` itself.
+        json_node_list existing = std::move(node.children);
+        scratch_.take_tail(existing, 0);
     }
 
     // Moves the members of the innermost open container into it.
@@ -291,25 +290,19 @@ private:
         const std::size_t count = scratch_.size() - f.first;
         if (count == 0)
             return;
-        std::vector<json_node>& children = container.children;
+        json_node_list& children = container.children;
         if (f.first == 0 && children.empty()) {
             // The root's members are the whole list: hand the list over
-            // instead of moving each member. Its spare capacity was never
-            // written, so for a large document it was never backed by memory.
+            // instead of relocating each member.
             children = std::move(scratch_);
-            scratch_ = {};
             for (json_node& member : children)
                 member.parent = &container;
             return;
         }
         const std::size_t before = children.size();
-        children.reserve(before + count);
-        const auto from = scratch_.begin() + static_cast<std::ptrdiff_t>(f.first);
-        children.insert(children.end(), std::make_move_iterator(from),
-                        std::make_move_iterator(scratch_.end()));
+        children.take_tail(scratch_, f.first);
         for (std::size_t i = before; i < children.size(); ++i)
             children[i].parent = &container;
-        scratch_.erase(from, scratch_.end());
     }
 
     void abandon()
@@ -461,7 +454,7 @@ private:
     const char* const end_;
     const element_handler* const on_element_;
     bool streamed_any_ = false;
-    std::vector<json_node> scratch_;
+    json_node_list scratch_;
     std::vector<frame> frames_;
     child_at child_ = child_at::none;
     expect state_ = expect::next;

@@ -394,7 +394,7 @@ void append_indented(const json_node& node, std::string& out, std::size_t indent
 
     while (!stack.empty()) {
         open_container& top = stack.back();
-        const std::vector<json_node>& children = top.node->children;
+        const json_node_list& children = top.node->children;
         if (top.next_child == children.size()) {
             out.push_back('\n');
             append_indent(out, top.indent);
