@@ -31,7 +31,7 @@ private:
 void append_double(std::string& out, double value)
 {
     char buffer[40];
-    const int n = std::snprintf(buffer, sizeof buffer, "%.15g", value);
+    const int n = std::snprintf(buffer, sizeof buffer, "%.17g", value);
     out.append(buffer, static_cast<std::size_t>(n));
 }
 
@@ -42,8 +42,9 @@ void append_int(std::string& out, std::int64_t value)
     out.append(buffer, static_cast<std::size_t>(n));
 }
 
-// Polygons of longitude/latitude pairs printed to 15 significant digits, as
-// map data comes: nearly every byte belongs to a number.
+// Polygons of longitude/latitude pairs printed to 17 significant digits (the
+// round-trip precision of a double), as map data often comes: nearly every
+// byte belongs to a number.
 std::string coordinates()
 {
     sequence random(7);

@@ -60,7 +60,7 @@ json_node& json_node::operator=(json_node&& other) noexcept
     // `other` may live inside this node's own subtree: take everything out of
     // it before the old children (and with them `other`) are destroyed.
     json_text new_key = std::move(other.key);
-    json_text new_value = std::move(other.value);
+    json_value_text new_value = std::move(other.value);
     const bool new_quoted = other.quoted;
     const bool new_array = other.is_array;
     const bool new_object = other.is_object;
@@ -133,7 +133,7 @@ json_node& json_node::append_child(std::string_view child_key, std::string_view 
     // list relocates: copy them before the list can grow. Growing re-points
     // what must be re-pointed; the siblings' own parent is still this node.
     json_text fresh_key(child_key);
-    json_text fresh_value(text);
+    json_value_text fresh_value(text);
     json_node& child = children.emplace_back();
     child.key = std::move(fresh_key);
     child.value = std::move(fresh_value);

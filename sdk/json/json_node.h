@@ -24,7 +24,7 @@ namespace tarsion {
 struct json_node
 {
     json_text key;
-    json_text value;
+    json_value_text value;
     bool quoted = true;
     bool is_array = false;
     bool is_object = false;

@@ -21,6 +21,13 @@ void readopt(json_node* first, json_node* last) noexcept
     }
 }
 
+// By half: the readoption after a block moves is linear in its size, so
+// smaller steps cost more than the capacity they save.
+std::size_t grown_capacity(std::size_t n) noexcept
+{
+    return n < 4 ? 4 : n + n / 2;
+}
+
 } // namespace
 
 json_node_list& json_node_list::operator=(json_node_list&& other) noexcept
@@ -65,7 +72,7 @@ json_node& json_node_list::emplace_back()
 {
     const std::size_t n = size();
     if (n == capacity())
-        grow_to(n < 4 ? 4 : n + n / 2);
+        grow_to(grown_capacity(n));
     json_node* const slot = items(block_) + n;
     new (slot) json_node();
     block_->size = static_cast<std::uint32_t>(n + 1);

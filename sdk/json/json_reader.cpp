@@ -427,7 +427,8 @@ private:
         return {t.begin, static_cast<std::size_t>(t.end - t.begin)};
     }
 
-    static void assign_text(json_text& out, std::string_view span, bool has_backslash)
+    template <class Text>
+    static void assign_text(Text& out, std::string_view span, bool has_backslash)
     {
         if (has_backslash) {
             unescape_into(out, span);
@@ -538,6 +539,11 @@ void unescape_into(std::string& out, std::string_view span)
 void unescape_into(json_text& out, std::string_view span)
 {
     // assign_with never hands out a buffer that holds the old text.
+    out.assign_with(span.size(), [span](char* buffer) noexcept { return unescape_to(buffer, span); });
+}
+
+void unescape_into(json_value_text& out, std::string_view span)
+{
     out.assign_with(span.size(), [span](char* buffer) noexcept { return unescape_to(buffer, span); });
 }
 

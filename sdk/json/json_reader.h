@@ -35,6 +35,7 @@ bool parse_json_elements(const std::string& text, json_node& root, const element
 std::string unescape_text(std::string_view span);
 void unescape_into(std::string& out, std::string_view span);
 void unescape_into(json_text& out, std::string_view span);
+void unescape_into(json_value_text& out, std::string_view span);
 
 // First child whose key matches; the case-insensitive form folds only the
 // ASCII letters A to Z.

@@ -6,20 +6,16 @@
 
 namespace tarsion {
 
-char* json_text::allocate(std::size_t n)
+char* detail::allocate_text(std::size_t n)
 {
     if (n >= std::numeric_limits<std::uint32_t>::max())
         throw std::length_error("JSON text longer than 4 GiB");
-    return static_cast<char*>(::operator new(n + 1));
-}
-
-void json_text::assign(std::string_view text)
-{
-    assign_with(text.size(), [text](char* buffer) noexcept {
-        if (!text.empty()) // an empty view may hold no pointer at all
-            std::memcpy(buffer, text.data(), text.size());
-        return text.size();
-    });
+    // malloc rather than operator new: no new-handler loop on the way, and
+    // the same allocator as the child lists, which grow by realloc.
+    void* const block = std::malloc(n + 1);
+    if (block == nullptr)
+        throw std::bad_alloc();
+    return static_cast<char*>(block);
 }
 
 } // namespace tarsion

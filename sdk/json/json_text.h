@@ -2,42 +2,50 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <string_view>
 
 namespace tarsion {
 
-// The bytes of a key or scalar: an owned, zero-terminated byte string of 16
-// bytes, a quarter of a node where the standard string would take 32. Up to
-// 15 bytes are kept inline, which holds nearly every key, literal and
-// integer; longer texts are one exact heap block. Nothing points into the
-// object itself, so moving it is a plain copy: a child list relocates its
-// nodes as memory, without fixing up the texts.
-//
-// Texts are immutable once made except through the assigning members; there
-// is no growth, so no spare capacity. Longer than 4 GiB is refused
-// (std::length_error).
-class alignas(8) json_text
-{
-public:
-    static constexpr std::size_t kInlineCapacity = 15;
+namespace detail {
+// Room for `n` bytes and a terminator, from malloc; std::length_error past
+// 4 GiB, std::bad_alloc when there is no memory.
+char* allocate_text(std::size_t n);
+} // namespace detail
 
-    json_text() noexcept { set_inline_size(0); }
-    json_text(std::string_view text) { init(text); }
-    json_text(const char* text) { init(text); }
-    json_text(const json_text& other) { init(other.view()); }
-    json_text(json_text&& other) noexcept
+// The bytes of a key or scalar: an owned, zero-terminated byte string of
+// `Bytes` bytes (16 or 24), where the standard string takes 32. Up to
+// Bytes - 1 bytes are kept inline; longer texts are one exact heap block.
+// Nothing points into the object itself, so moving it is a plain copy: a
+// child list relocates its nodes as memory, without fixing up the texts.
+//
+// Texts change only through the assigning members; there is no growth, so
+// no spare capacity. Longer than 4 GiB is refused (std::length_error).
+template <std::size_t Bytes>
+class alignas(8) basic_json_text
+{
+    static_assert(Bytes >= 16 && Bytes % 8 == 0 && Bytes <= 128);
+
+public:
+    static constexpr std::size_t kInlineCapacity = Bytes - 1;
+
+    basic_json_text() noexcept { set_inline_size(0); }
+    basic_json_text(std::string_view text) { init(text); }
+    basic_json_text(const char* text) { init(text); }
+    basic_json_text(const basic_json_text& other) { init(other.view()); }
+    basic_json_text(basic_json_text&& other) noexcept
     {
         std::memcpy(bytes_, other.bytes_, sizeof bytes_);
         other.set_inline_size(0);
     }
-    json_text& operator=(const json_text& other)
+    basic_json_text& operator=(const basic_json_text& other)
     {
         assign(other.view());
         return *this;
     }
-    json_text& operator=(json_text&& other) noexcept
+    basic_json_text& operator=(basic_json_text&& other) noexcept
     {
         if (this != &other) {
             release();
@@ -46,17 +54,17 @@ public:
         }
         return *this;
     }
-    json_text& operator=(std::string_view text)
+    basic_json_text& operator=(std::string_view text)
     {
         assign(text);
         return *this;
     }
-    json_text& operator=(const char* text)
+    basic_json_text& operator=(const char* text)
     {
         assign(text);
         return *this;
     }
-    ~json_text() { release(); }
+    ~basic_json_text() { release(); }
 
     std::size_t size() const noexcept { return is_heap() ? heap_size() : kInlineCapacity - bytes_[kTag]; }
     bool empty() const noexcept { return size() == 0; }
@@ -74,7 +82,14 @@ public:
     std::string str() const { return std::string(view()); }
 
     // The source may view this text itself.
-    void assign(std::string_view text);
+    void assign(std::string_view text)
+    {
+        assign_with(text.size(), [text](char* buffer) noexcept {
+            if (!text.empty()) // an empty view may hold no pointer at all
+                std::memcpy(buffer, text.data(), text.size());
+            return text.size();
+        });
+    }
     void clear() noexcept
     {
         release();
@@ -97,33 +112,36 @@ public:
             set_inline_size(n);
             return;
         }
-        char* block = allocate(max_size);
+        char* block = detail::allocate_text(max_size);
         const std::size_t n = fill(block);
         release();
         if (n <= kInlineCapacity) {
             std::memcpy(bytes_, block, n);
             set_inline_size(n);
-            ::operator delete(block);
+            std::free(block);
             return;
         }
         block[n] = 0;
         set_heap(block, n);
     }
 
-    friend bool operator==(const json_text& a, const json_text& b) noexcept { return a.view() == b.view(); }
-    friend bool operator==(const json_text& a, std::string_view b) noexcept { return a.view() == b; }
-    friend bool operator==(const json_text& a, const char* b) noexcept { return a.view() == b; }
-    friend bool operator==(const json_text& a, const std::string& b) noexcept { return a.view() == b; }
+    friend bool operator==(const basic_json_text& a, const basic_json_text& b) noexcept
+    {
+        return a.view() == b.view();
+    }
+    friend bool operator==(const basic_json_text& a, std::string_view b) noexcept { return a.view() == b; }
+    friend bool operator==(const basic_json_text& a, const char* b) noexcept { return a.view() == b; }
+    friend bool operator==(const basic_json_text& a, const std::string& b) noexcept { return a.view() == b; }
 
     // For any stream that prints a string_view; the SDK itself needs none.
     template <class Stream>
-    friend auto operator<<(Stream& out, const json_text& text) -> decltype(out << std::string_view())
+    friend auto operator<<(Stream& out, const basic_json_text& text) -> decltype(out << std::string_view())
     {
         return out << text.view();
     }
 
 private:
-    static constexpr std::size_t kTag = 15;
+    static constexpr std::size_t kTag = Bytes - 1;
     static constexpr unsigned char kHeapTag = 0x80;
 
     bool is_heap() const noexcept { return bytes_[kTag] == kHeapTag; }
@@ -155,19 +173,22 @@ private:
     void release() noexcept
     {
         if (is_heap())
-            ::operator delete(const_cast<char*>(heap_data()));
+            std::free(const_cast<char*>(heap_data()));
     }
     void init(std::string_view text)
     {
         set_inline_size(0);
         assign(text);
     }
-    // Room for `n` bytes and a terminator.
-    static char* allocate(std::size_t n);
-
-    unsigned char bytes_[16];
+    unsigned char bytes_[Bytes];
 };
 
-static_assert(sizeof(json_text) == 16);
+// Keys are nearly always short names; a 16-byte text holds up to 15 inline.
+using json_text = basic_json_text<16>;
+// Scalars are longer: a 24-byte text holds up to 23 inline, which takes every
+// 64-bit integer, every double printed in full and most short words.
+using json_value_text = basic_json_text<24>;
+
+static_assert(sizeof(json_text) == 16 && sizeof(json_value_text) == 24);
 
 } // namespace tarsion
