@@ -21,6 +21,7 @@ public:
     header_list() = default;
     header_list(std::initializer_list<header> headers) : headers_(headers) {}
 
+    void reserve(std::size_t count) { headers_.reserve(count); }
     // Always at the end, even when the name is already there.
     void append(std::string name, std::string value);
     // Removes every pair with exactly this name, keeping the others in order.

@@ -64,11 +64,9 @@ expected<http_response> tenant::execute(const std::string& verb, const std::stri
     if (!http_client)
         return make_error(error_kind::missing_configuration, 0, "No http client to send request.");
 
-    const std::string path = detail::substitute_business_id(
-        path_template, detail::business_id_value(business_id, business_id_suffix));
     const std::string token = token_factory ? token_factory->get_token() : std::string();
     request r{verb,
-              detail::join_url(base_url, path),
+              detail::request_url(base_url, path_template, business_id, business_id_suffix),
               detail::with_authorization(headers, token),
               body,
               transport_option,
@@ -110,9 +108,11 @@ std::int32_t tenant::send_with_retries(const request& r, http_response& response
     if (const std::int32_t result = send_once(r, response))
         return result;
     for (const std::uint32_t delay : retry_delays) {
-        if (!r.retry_any_verb && !retry_verbs.contains(r.verb))
-            break;
+        // The status first: it ends nearly every call here, and is the
+        // cheaper look-up.
         if (!retry_statuses.contains(response.status))
+            break;
+        if (!r.retry_any_verb && !retry_verbs.contains(r.verb))
             break;
         std::uint32_t wait = delay;
         if (response.status == kTooManyRequests) {

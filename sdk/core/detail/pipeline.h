@@ -9,17 +9,18 @@ namespace tarsion::detail {
 
 // The steps of the tenant's pipeline that make a request from a call.
 
-// `id` alone, or `id` + "." + `suffix` when both are non-empty.
-std::string business_id_value(const std::string& id, const std::string& suffix);
-
-// Replaces the first "{businessId}" standing before any "?". An empty id
-// removes the placeholder and the character after it (unless the placeholder
-// starts the template), so no double slash is left.
-std::string substitute_business_id(const std::string& path_template, const std::string& id);
-
+// The URL of a request: the path template with the business id put in,
+// joined to the base.
+//
+// The business id is `id` alone, or `id` + "." + `suffix` when both are
+// non-empty. It replaces the first "{businessId}" standing before any "?";
+// an empty one removes the placeholder and the character after it (unless
+// the placeholder starts the template), so no double slash is left.
+//
 // A path starting with "/" is appended to the base with exactly one slash
 // between them when the base ends with one; any other path is a whole URL.
-std::string join_url(const std::string& base_url, const std::string& path);
+std::string request_url(const std::string& base_url, const std::string& path_template, const std::string& id,
+                        const std::string& suffix);
 
 // The caller's headers without any "Authorization", plus "Bearer <token>"
 // when there is a token.
