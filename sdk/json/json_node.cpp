@@ -1,36 +1,10 @@
 #include "sdk/json/json_node.h"
 
 #include <utility>
-
-#include "sdk/json/detail/compiler.h"
+#include <vector>
 
 namespace tarsion {
 namespace {
-
-// Destroys a list of subtrees without recursion: every child list is moved
-// onto a work stack before its owner dies, so no destructor ever sees a node
-// that still has children.
-void destroy_iteratively(json_node_list&& nodes) noexcept
-{
-    if (nodes.empty())
-        return;
-    std::vector<json_node_list> pending;
-    pending.push_back(std::move(nodes));
-    while (!pending.empty()) {
-        json_node_list batch = std::move(pending.back());
-        pending.pop_back();
-        for (json_node& node : batch) {
-            // Large trees do not fit in the caches: ask early for what the
-            // coming frees will touch (text on the heap, the next lists).
-            detail::compiler::prefetch(node.key.data());
-            detail::compiler::prefetch(node.value.data());
-            if (!node.children.empty()) {
-                detail::compiler::prefetch(node.children.data());
-                pending.push_back(std::move(node.children));
-            }
-        }
-    }
-}
 
 } // namespace
 
@@ -105,7 +79,7 @@ void json_node::remove_last_child() noexcept
 {
     if (children.empty())
         return;
-    destroy_iteratively(std::move(children.back().children));
+    children.back().destroy_children();
     children.pop_back();
 }
 
@@ -146,8 +120,32 @@ json_node& json_node::append_child(std::string_view child_key, std::string_view 
 
 void json_node::destroy_children() noexcept
 {
-    destroy_iteratively(std::move(children));
-    children.clear();
+    // Without recursion and without memory of its own: go down to a node
+    // whose children are all leaves, free its list, and climb back through
+    // `parent`, resuming the scan after the child just emptied. Each list
+    // is scanned once in all.
+    json_node* node = this;
+    json_node* from = children.begin();
+    for (;;) {
+        json_node* const end = node->children.end();
+        json_node* deeper = nullptr;
+        for (json_node* child = from; child != end; ++child) {
+            if (!child->children.empty()) {
+                deeper = child;
+                break;
+            }
+        }
+        if (deeper != nullptr) {
+            node = deeper;
+            from = node->children.begin();
+            continue;
+        }
+        node->children.clear(); // leaves only: no destructor below recurses
+        if (node == this)
+            return;
+        from = node + 1;
+        node = node->parent;
+    }
 }
 
 void json_node::copy_children_from(const json_node& source)
