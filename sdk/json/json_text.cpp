@@ -2,6 +2,7 @@
 
 #include <limits>
 #include <new>
+#include <ostream>
 #include <stdexcept>
 
 namespace tarsion {
@@ -16,6 +17,11 @@ char* detail::allocate_text(std::size_t n)
     if (block == nullptr)
         throw std::bad_alloc();
     return static_cast<char*>(block);
+}
+
+std::ostream& detail::print_text(std::ostream& out, std::string_view text)
+{
+    return out << text;
 }
 
 } // namespace tarsion

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <iosfwd>
 #include <string>
 #include <string_view>
 
@@ -13,6 +14,7 @@ namespace detail {
 // Room for `n` bytes and a terminator, from malloc; std::length_error past
 // 4 GiB, std::bad_alloc when there is no memory.
 char* allocate_text(std::size_t n);
+std::ostream& print_text(std::ostream& out, std::string_view text);
 } // namespace detail
 
 // The bytes of a key or scalar: an owned, zero-terminated byte string of
@@ -133,11 +135,10 @@ public:
     friend bool operator==(const basic_json_text& a, const char* b) noexcept { return a.view() == b; }
     friend bool operator==(const basic_json_text& a, const std::string& b) noexcept { return a.view() == b; }
 
-    // For any stream that prints a string_view; the SDK itself needs none.
-    template <class Stream>
-    friend auto operator<<(Stream& out, const basic_json_text& text) -> decltype(out << std::string_view())
+    // For test failures and logs; the SDK itself prints nothing.
+    friend std::ostream& operator<<(std::ostream& out, const basic_json_text& text)
     {
-        return out << text.view();
+        return detail::print_text(out, text.view());
     }
 
 private:
