@@ -325,6 +325,13 @@ struct Bench
     RawClient& raw;
     HandOffProbe& handOffs;
     int failures = 0;
+    QString firstFailure; // a chain's first error, to tell why the figures are void
+    // A page's adapter keeps one resolution: a new one cancels the one
+    // before. Requests in flight at once therefore come from as many chains
+    // over the one network service, each with a pool of one thread, made
+    // when first needed.
+    std::function<std::unique_ptr<QuorvelChat::SdkAdapter>()> makeLane;
+    std::vector<std::unique_ptr<QuorvelChat::SdkAdapter>> lanes;
 
     double handOffsOnce()
     {
@@ -379,21 +386,23 @@ struct Bench
     // time (every thread) per completion.
     double throughput(bool chain, int parallel, int total, double* cpuUsPerOp = nullptr)
     {
+        while (chain && lanes.size() < static_cast<std::size_t>(parallel))
+            lanes.push_back(makeLane());
         const double cpuStart = processCpuUs();
         int started = 0;
         int completed = 0;
-        std::function<void()> launch;
-        launch = [&] {
+        std::function<void(int)> launch;
+        launch = [&](int lane) {
             ++started;
-            auto finish = [&] {
+            auto finish = [&, lane] {
                 ++completed;
                 if (started < total)
-                    launch();
+                    launch(lane);
             };
             if (chain)
-                resolveOnUi(adapter, [&, finish](const Result<Chat>& r) {
-                    if (!r.hasValue())
-                        ++failures;
+                resolveOnUi(*lanes[static_cast<std::size_t>(lane)], [&, finish](const Result<Chat>& r) {
+                    if (!r.hasValue() && failures++ == 0)
+                        firstFailure = r.error().message;
                     finish();
                 });
             else
@@ -405,7 +414,7 @@ struct Bench
         };
         const auto start = Clock::now();
         for (int i = 0; i < parallel && started < total; ++i)
-            launch();
+            launch(i);
         if (!spinUntil([&] { return completed == total; }, 120000))
             ++failures;
         if (cpuUsPerOp)
@@ -592,7 +601,12 @@ int main(int argc, char** argv)
     }
     RawClient raw(emulator.baseUrl(), emulator.token());
     HandOffProbe handOffs;
-    Bench bench{emulator, *adapter, raw, handOffs};
+    auto makeLane = [&settings] {
+        QuorvelChat::SdkChainSettings lane = settings;
+        lane.adapterThreads = 1;
+        return QuorvelChat::buildSdkChain(lane);
+    };
+    Bench bench{emulator, *adapter, raw, handOffs, 0, {}, makeLane, {}};
 
     std::printf("# quorvel_chain_bench\n\n");
     std::printf("samples %d, adapter threads 4, emulator in a child process on 127.0.0.1\n", samples);
@@ -807,5 +821,7 @@ int main(int argc, char** argv)
     std::printf("| %.3f ms | %lld kB |\n\n", chainBuildMs, rssAfterChainKb - rssBeforeChainKb);
 
     std::printf("failed or missing results: %d\n", bench.failures);
+    if (!bench.firstFailure.isEmpty())
+        std::printf("first chain error: %s\n", qPrintable(bench.firstFailure.left(300)));
     return bench.failures == 0 ? 0 : 2;
 }
