@@ -694,6 +694,9 @@ int main(int argc, char** argv)
         // frozen the view for seconds to minutes when it laid them out whole.
         std::fprintf(stderr, "ui ticks, the view...\n");
         QuorvelChat::ChatService service;
+        // The 1 MB title comes in a reply beyond the plug-in's default cap,
+        // which would show a refusal instead of the title.
+        service.networkService()->setLimits(limits);
         QuorvelChat::SdkChainSettings viewSettings = settings;
         viewSettings.networkService = service.networkService();
         service.setAdapter(QuorvelChat::buildSdkChain(viewSettings));
