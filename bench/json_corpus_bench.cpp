@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -103,74 +104,72 @@ const std::vector<prepared>& corpus()
     return instance;
 }
 
-void charge(benchmark::State& state, const prepared& p)
+// Times `work` on one document, charged the document's bytes.
+template <class Work>
+void timed(benchmark::State& state, std::size_t index, Work work)
 {
+    const prepared& p = corpus()[index];
+    for (auto _ : state)
+        work(p);
     state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations())
                             * static_cast<std::int64_t>(p.document.text.size()));
 }
 
 void parse_tarsion(benchmark::State& state, std::size_t index)
 {
-    const prepared& p = corpus()[index];
-    for (auto _ : state) {
+    timed(state, index, [](const prepared& p) {
         tarsion::json_node root;
         const bool ok = tarsion::parse_json(p.document.text, root);
         benchmark::DoNotOptimize(ok);
         benchmark::DoNotOptimize(root);
-    }
-    charge(state, p);
+    });
 }
 
 void parse_rapidjson(benchmark::State& state, std::size_t index)
 {
-    const prepared& p = corpus()[index];
-    for (auto _ : state) {
+    timed(state, index, [](const prepared& p) {
         rapidjson::Document doc;
         doc.Parse(p.document.text.data(), p.document.text.size());
         benchmark::DoNotOptimize(doc);
-    }
-    charge(state, p);
+    });
 }
 
 void write_tarsion(benchmark::State& state, std::size_t index)
 {
-    const prepared& p = corpus()[index];
-    for (auto _ : state) {
+    timed(state, index, [](const prepared& p) {
         std::string out;
         tarsion::write_json(p.tarsion_tree, out, false);
         benchmark::DoNotOptimize(out);
-    }
-    charge(state, p);
+    });
 }
 
 void write_rapidjson(benchmark::State& state, std::size_t index)
 {
-    const prepared& p = corpus()[index];
-    for (auto _ : state) {
+    timed(state, index, [](const prepared& p) {
         rapidjson::StringBuffer out;
         rapidjson::Writer<rapidjson::StringBuffer> writer(out);
         p.rapid_tree.Accept(writer);
         benchmark::DoNotOptimize(out);
-    }
-    charge(state, p);
+    });
 }
 
-// Peers next to each other, document by document.
+// Peers next to each other, document by document, parses before writes.
 const bool registered = [] {
+    using function = void (*)(benchmark::State&, std::size_t);
+    const std::pair<const char*, function> tasks[][2] = {
+        {{"parse", parse_tarsion}, {"parse", parse_rapidjson}},
+        {{"write", write_tarsion}, {"write", write_rapidjson}},
+    };
+    const char* const libraries[] = {"tarsion", "rapidjson"};
     const auto& documents = corpus();
-    for (std::size_t i = 0; i < documents.size(); ++i) {
-        const std::string& name = documents[i].document.name;
-        benchmark::RegisterBenchmark(("BM_Corpus/parse/" + name + "/tarsion").c_str(), parse_tarsion, i)
-            ->Unit(benchmark::kMillisecond);
-        benchmark::RegisterBenchmark(("BM_Corpus/parse/" + name + "/rapidjson").c_str(), parse_rapidjson, i)
-            ->Unit(benchmark::kMillisecond);
-    }
-    for (std::size_t i = 0; i < documents.size(); ++i) {
-        const std::string& name = documents[i].document.name;
-        benchmark::RegisterBenchmark(("BM_Corpus/write/" + name + "/tarsion").c_str(), write_tarsion, i)
-            ->Unit(benchmark::kMillisecond);
-        benchmark::RegisterBenchmark(("BM_Corpus/write/" + name + "/rapidjson").c_str(), write_rapidjson, i)
-            ->Unit(benchmark::kMillisecond);
+    for (const auto& peers : tasks) {
+        for (std::size_t i = 0; i < documents.size(); ++i) {
+            for (std::size_t l = 0; l < 2; ++l) {
+                const std::string name = std::string("BM_Corpus/") + peers[l].first + "/"
+                                         + documents[i].document.name + "/" + libraries[l];
+                benchmark::RegisterBenchmark(name.c_str(), peers[l].second, i)->Unit(benchmark::kMillisecond);
+            }
+        }
     }
     return true;
 }();
