@@ -19,8 +19,9 @@ namespace tarsion {
 // `parent` points at the node whose `children` hold this one (null for a
 // root). It stays valid across every operation below, including copies and
 // moves of whole trees, so children must only be added through add_value,
-// add_array and add_object. Copying, destroying and writing are iterative:
-// depth is bounded by memory, not by the stack.
+// add_array and add_object. Destroying climbs through `parent`, so it must
+// hold. Copying, destroying and writing are iterative: depth is bounded by
+// memory, not by the stack.
 struct json_node
 {
     json_text key;
@@ -34,8 +35,8 @@ struct json_node
     json_node() = default;
     // A copy is a new root: its parent is null.
     json_node(const json_node& other);
-    // A moved-to node is a new root too (its parent is null); a child list
-    // that relocates its elements re-points them at their holder.
+    // A moved-to node is a new root too (its parent is null); its children
+    // now point at it.
     json_node(json_node&& other) noexcept
         : key(std::move(other.key))
         , value(std::move(other.value))
@@ -50,8 +51,8 @@ struct json_node
     // Assignment replaces the content and keeps this node's place in its tree.
     json_node& operator=(const json_node& other);
     json_node& operator=(json_node&& other) noexcept;
-    // Inline, like the move above, because whole child lists are moved and
-    // destroyed node by node and most nodes have no children.
+    // Inline because child lists destroy their nodes one by one and most
+    // nodes have no children.
     ~json_node()
     {
         if (!children.empty())

@@ -79,15 +79,6 @@ json_node& json_node_list::emplace_back()
     return *slot;
 }
 
-json_node& json_node_list::push_back(json_node&& node)
-{
-    // `node` may be one of this list's elements, which growing relocates.
-    json_node taken(std::move(node));
-    json_node& slot = emplace_back();
-    slot = std::move(taken);
-    return slot;
-}
-
 void json_node_list::pop_back() noexcept
 {
     if (empty())

@@ -56,7 +56,6 @@ public:
     void reserve(std::size_t n);
     // Appends a fresh node (no parent set) and returns it; may relocate.
     json_node& emplace_back();
-    json_node& push_back(json_node&& node);
     void pop_back() noexcept;
     // Destroys every element and frees the block.
     void clear() noexcept;

@@ -154,10 +154,10 @@ enum class expect
 
 // The members of every open container are collected on one scratch list and
 // moved into their container, with one exact allocation, when it closes: no
-// child list ever grows element by element (moving and re-pointing all the
-// siblings each time) or keeps unused capacity. The parser keeps its own
-// stack of open containers instead of climbing through `parent`, and sets
-// the `parent` of every member as it moves it into place.
+// child list grows element by element or keeps unused capacity, except the
+// root's, which takes the scratch list itself rather than a copy of it. The
+// parser keeps its own stack of open containers instead of climbing through
+// `parent`, and sets the `parent` of every member as it moves it into place.
 //
 // The current child is always either the root or the last node of the
 // scratch list, and the current container is the top of the stack. The tree
@@ -536,16 +536,15 @@ void unescape_into(std::string& out, std::string_view span)
     out.resize_and_overwrite(span.size(), unescape);
 }
 
-void unescape_into(json_text& out, std::string_view span)
+template <std::size_t Bytes>
+void unescape_into(basic_json_text<Bytes>& out, std::string_view span)
 {
     // assign_with never hands out a buffer that holds the old text.
     out.assign_with(span.size(), [span](char* buffer) noexcept { return unescape_to(buffer, span); });
 }
 
-void unescape_into(json_value_text& out, std::string_view span)
-{
-    out.assign_with(span.size(), [span](char* buffer) noexcept { return unescape_to(buffer, span); });
-}
+template void unescape_into(json_text& out, std::string_view span);
+template void unescape_into(json_value_text& out, std::string_view span);
 
 std::string unescape_text(std::string_view span)
 {

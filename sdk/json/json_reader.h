@@ -34,8 +34,9 @@ bool parse_json_elements(const std::string& text, json_node& root, const element
 // (b, f, n, r, t mapped to their control bytes, anything else kept).
 std::string unescape_text(std::string_view span);
 void unescape_into(std::string& out, std::string_view span);
-void unescape_into(json_text& out, std::string_view span);
-void unescape_into(json_value_text& out, std::string_view span);
+// For the node's keys and values (16 and 24 bytes).
+template <std::size_t Bytes>
+void unescape_into(basic_json_text<Bytes>& out, std::string_view span);
 
 // First child whose key matches; the case-insensitive form folds only the
 // ASCII letters A to Z.
