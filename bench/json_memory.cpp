@@ -8,6 +8,7 @@
 #include <malloc.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstddef>
 #include <cstdio>
 #include <string>
@@ -62,8 +63,12 @@ void* calloc(std::size_t count, std::size_t n)
 }
 void* realloc(void* p, std::size_t n)
 {
-    uncount(p);
-    return counted(__libc_realloc(p, n));
+    const std::size_t before = p != nullptr ? malloc_usable_size(p) : 0;
+    void* const moved = __libc_realloc(p, n);
+    if (moved == nullptr && n != 0)
+        return nullptr; // `p` is still held, and still counted
+    live.fetch_sub(before, std::memory_order_relaxed);
+    return counted(moved);
 }
 void* memalign(std::size_t alignment, std::size_t n)
 {
@@ -77,7 +82,7 @@ int posix_memalign(void** out, std::size_t alignment, std::size_t n)
 {
     void* p = counted(__libc_memalign(alignment, n));
     if (p == nullptr)
-        return 12; // ENOMEM
+        return ENOMEM;
     *out = p;
     return 0;
 }
