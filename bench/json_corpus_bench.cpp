@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -156,18 +155,21 @@ void write_rapidjson(benchmark::State& state, std::size_t index)
 // Peers next to each other, document by document, parses before writes.
 const bool registered = [] {
     using function = void (*)(benchmark::State&, std::size_t);
-    const std::pair<const char*, function> tasks[][2] = {
-        {{"parse", parse_tarsion}, {"parse", parse_rapidjson}},
-        {{"write", write_tarsion}, {"write", write_rapidjson}},
+    struct task
+    {
+        const char* name;
+        function peers[2]; // the SDK, then RapidJSON
     };
+    const task tasks[] = {{"parse", {parse_tarsion, parse_rapidjson}},
+                          {"write", {write_tarsion, write_rapidjson}}};
     const char* const libraries[] = {"tarsion", "rapidjson"};
     const auto& documents = corpus();
-    for (const auto& peers : tasks) {
+    for (const task& t : tasks) {
         for (std::size_t i = 0; i < documents.size(); ++i) {
             for (std::size_t l = 0; l < 2; ++l) {
-                const std::string name = std::string("BM_Corpus/") + peers[l].first + "/"
-                                         + documents[i].document.name + "/" + libraries[l];
-                benchmark::RegisterBenchmark(name.c_str(), peers[l].second, i)->Unit(benchmark::kMillisecond);
+                const std::string name = std::string("BM_Corpus/") + t.name + "/" + documents[i].document.name
+                                         + "/" + libraries[l];
+                benchmark::RegisterBenchmark(name.c_str(), t.peers[l], i)->Unit(benchmark::kMillisecond);
             }
         }
     }

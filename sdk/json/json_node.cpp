@@ -4,9 +4,6 @@
 #include <vector>
 
 namespace tarsion {
-namespace {
-
-} // namespace
 
 json_node::json_node(const json_node& other)
     : key(other.key)
@@ -77,40 +74,31 @@ void json_node::set_value(std::string_view text, bool is_quoted)
 
 void json_node::remove_last_child() noexcept
 {
-    if (children.empty())
-        return;
-    children.back().destroy_children();
-    children.pop_back();
+    children.pop_back(); // the node's destructor takes its subtree, iteratively
 }
 
 json_node& json_node::append_child(std::string_view child_key, std::string_view text, bool is_quoted,
                                    bool array, bool object)
 {
-    if (children.size() < children.capacity()) {
-        // No relocation: the siblings, and any text of theirs that the key
-        // or text may view, stay where they are.
-        json_node& child = children.emplace_back();
-        try {
-            child.key.assign(child_key);
-            child.value.assign(text);
-        } catch (...) {
-            children.pop_back(); // a failed append adds nothing
-            throw;
-        }
-        child.quoted = is_quoted;
-        child.is_array = array;
-        child.is_object = object;
-        child.parent = this;
-        return child;
-    }
     // The key or text may view a sibling's inline text, which growing the
-    // list relocates: copy them before the list can grow. Growing re-points
+    // list relocates: when it must grow, copy them first. Growing re-points
     // what must be re-pointed; the siblings' own parent is still this node.
-    json_text fresh_key(child_key);
-    json_value_text fresh_value(text);
+    json_text kept_key;
+    json_value_text kept_text;
+    if (children.size() == children.capacity()) {
+        kept_key.assign(child_key);
+        kept_text.assign(text);
+        child_key = kept_key;
+        text = kept_text;
+    }
     json_node& child = children.emplace_back();
-    child.key = std::move(fresh_key);
-    child.value = std::move(fresh_value);
+    try {
+        child.key.assign(child_key);
+        child.value.assign(text);
+    } catch (...) {
+        children.pop_back(); // a failed append adds nothing
+        throw;
+    }
     child.quoted = is_quoted;
     child.is_array = array;
     child.is_object = object;
