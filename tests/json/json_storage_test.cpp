@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -92,6 +93,10 @@ TEST(JsonStorage, ChildListsRelocateWithTheirNodesChildrenPointingBack)
     std::mt19937 random(20261126);
     json_node_list lists[2];
     model models[2];
+    // More children than the list's count can hold is refused before any
+    // memory is asked for, and leaves the list as it was.
+    EXPECT_THROW(lists[0].reserve(std::size_t{1} << 33), std::length_error);
+    EXPECT_EQ(lists[0].capacity(), 0u);
     for (int step = 0; step < 3000; ++step) {
         const int which = static_cast<int>(random() % 2);
         json_node_list& list = lists[which];
