@@ -171,6 +171,16 @@ TEST(JsonReaderTable, Refusals)
         json_node root;
         EXPECT_FALSE(tarsion::parse_json(text, root)) << text;
     }
+    // A refused text leaves what was read before the fault in place, each
+    // node in the container it was added to, as appending as it reads would.
+    const std::pair<std::string, std::string> partial[] = {{R"({"a":1,"b":[2,)", R"({"a":1,"b":[2,""]})"},
+                                                           {R"([{"x":[true)", R"([{"x":[true]}])"},
+                                                           {"[1 2]", "[1]"}};
+    for (const auto& [text, held] : partial) {
+        json_node root;
+        EXPECT_FALSE(tarsion::parse_json(text, root)) << text;
+        EXPECT_EQ(compact(root), held) << text;
+    }
 }
 
 // What the \u pre-pass must make of a string of escapes, worked out from
